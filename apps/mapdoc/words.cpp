@@ -1,0 +1,47 @@
+#include "apps/mapdoc/mapdoc.h"
+
+#include "apps/common/text_append.h"
+
+#include <iterator>
+
+namespace {
+
+struct type_words {
+    const char *type;
+    const char *order;
+};
+
+// Indexed by mb_type.
+constexpr type_words k_types[] = {
+    {"16-bit unsigned", ""},
+    {"16-bit words", "as stored"},
+    {"32-bit unsigned", "high word first"},
+    {"text, 2 characters a register", "first character in the high byte"},
+    {"text, 1 character a register", "character in the low byte"},
+    {"6 bytes, 2 a register", "first byte in the high byte"},
+    {"2 bytes", "high byte, low byte"},
+    {"bit fields", ""},
+};
+static_assert(std::size(k_types) == static_cast<size_t>(mb_type::bits) + 1);
+
+} // namespace
+
+const char *mapdoc_type(mb_type type) { return k_types[static_cast<size_t>(type)].type; }
+
+const char *mapdoc_word_order(mb_type type) { return k_types[static_cast<size_t>(type)].order; }
+
+std::string mapdoc_meaning(const mb_item &item) {
+    std::string text = item.meaning;
+    for (size_t value = 0; value < item.values.size(); value++) {
+        text_append(text, "%s %zu %s", value == 0 ? ":" : ",", value, item.values[value]);
+    }
+    return text;
+}
+
+std::string mapdoc_element(const mb_group &group, uint16_t element) {
+    std::string text;
+    if (group.elements > 1) {
+        text_append(text, "%s %u", group.element, unsigned{group.element_number} + element);
+    }
+    return text;
+}

@@ -1,0 +1,126 @@
+#include "apps/zopsh/shell.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <histedit.h>
+
+namespace {
+
+shell *s_shell = nullptr; // whose lines are edited: libedit hands its callbacks no more than itself
+std::string s_prompt;
+
+char *prompt(EditLine * /*editor*/) { return s_prompt.data(); }
+
+std::string line_before_cursor(EditLine *editor) {
+    const LineInfo *const line = el_line(editor);
+    return {line->buffer, line->cursor};
+}
+
+unsigned char list_help(EditLine *editor, int /*key*/) {
+    std::fputs("?\n", stdout);
+    pager_show(*s_shell, shell_help(*s_shell, line_before_cursor(editor)));
+    return CC_REDISPLAY;
+}
+
+std::string common_beginning(const std::vector<std::string> &words) {
+    std::string common = words.front();
+    for (const std::string &word : words) {
+        const auto end = std::mismatch(common.begin(), common.end(), word.begin(), word.end()).first;
+        common.erase(end, common.end());
+    }
+    return common;
+}
+
+unsigned char complete(EditLine *editor, int /*key*/) {
+    const std::string line = line_before_cursor(editor);
+    const std::vector<std::string> words = shell_completions(*s_shell, line);
+    if (words.empty()) {
+        return CC_REFRESH_BEEP;
+    }
+    const size_t typed = line.size() - (line.find_last_of(" \t") + 1); // of the last word; npos + 1 is 0
+    std::string rest = common_beginning(words).substr(typed);
+    if (words.size() == 1) {
+        rest += ' ';
+    }
+    if (!rest.empty()) {
+        el_insertstr(editor, rest.c_str());
+        return CC_REFRESH;
+    }
+    std::string list = "\n";
+    for (const std::string &word : words) {
+        list += "  " + word + "\n";
+    }
+    pager_show(*s_shell, list);
+    return CC_REDISPLAY;
+}
+
+unsigned char drop_line(EditLine *editor, int /*key*/) {
+    std::fputs("^C\n", stdout);
+    std::fflush(stdout);
+    const LineInfo *const line = el_line(editor);
+    el_cursor(editor, static_cast<int>(line->lastchar - line->cursor));
+    el_deletestr(editor, static_cast<int>(line->lastchar - line->buffer));
+    return CC_REDISPLAY;
+}
+
+void set_up(EditLine *editor, History *history) {
+    HistEvent event{};
+    ::history(history, &event, H_SETSIZE, 200);
+    ::history(history, &event, H_SETUNIQUE, 1);
+    el_set(editor, EL_PROMPT, prompt);
+    el_set(editor, EL_EDITOR, "emacs");
+    el_set(editor, EL_HIST, ::history, history);
+    el_set(editor, EL_SIGNAL, 0);
+    el_set(editor, EL_ADDFN, "list-help", "List what can be typed", list_help);
+    el_set(editor, EL_ADDFN, "complete", "Complete the word", complete);
+    el_set(editor, EL_ADDFN, "drop-line", "Drop the line", drop_line);
+    el_set(editor, EL_BIND, "?", "list-help", nullptr);
+    el_set(editor, EL_BIND, "\t", "complete", nullptr);
+    el_set(editor, EL_SETTY, "-d", "-isig", nullptr); // so that Ctrl-C is a key
+    el_set(editor, EL_BIND, "^C", "drop-line", nullptr);
+}
+
+void remember(History *history, const char *line) {
+    HistEvent event{};
+    ::history(history, &event, H_ENTER, line);
+}
+
+line_result run_lines(EditLine *editor, History *history) {
+    for (;;) {
+        s_prompt = shell_prompt(*s_shell);
+        el_resize(editor); // the terminal's size may have changed while the last line ran
+        int length = 0;
+        const char *const typed = el_gets(editor, &length);
+        if (typed == nullptr || length <= 0) {
+            std::fputs("\n", stdout); // Ctrl-D
+            return line_result::done;
+        }
+        std::string line(typed, static_cast<size_t>(length));
+        line.erase(line.find_last_not_of("\r\n") + 1);
+        if (line.find_first_not_of(" \t") != std::string::npos) {
+            remember(history, line.c_str());
+        }
+        const line_result result = shell_run(s_shell, line);
+        std::fflush(stdout);
+        if (result == line_result::ended || result == line_result::no_server) {
+            return result;
+        }
+    }
+}
+
+} // namespace
+
+line_result editor_run(shell *sh) {
+    s_shell = sh;
+    EditLine *const editor = el_init("zopsh", stdin, stdout, stderr);
+    History *const history = history_init();
+    if (editor == nullptr || history == nullptr) {
+        std::fprintf(stderr, "zopsh: cannot edit lines on this terminal\n");
+        return line_result::failed;
+    }
+    set_up(editor, history);
+    const line_result result = run_lines(editor, history);
+    history_end(history);
+    el_end(editor);
+    return result;
+}

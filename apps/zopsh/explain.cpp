@@ -1,0 +1,55 @@
+#include "apps/zopsh/shell.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr const char *k_blanks = " \t\r\n\v\f";
+
+struct typed_word {
+    size_t begin;
+    size_t end;
+};
+
+std::vector<typed_word> words_of(const std::string &line) {
+    std::vector<typed_word> words;
+    for (size_t at = line.find_first_not_of(k_blanks); at != std::string::npos && line[at] != ';';) {
+        const size_t end = std::min(line.find_first_of(k_blanks, at), line.size());
+        words.push_back({at, end});
+        at = line.find_first_not_of(k_blanks, end);
+    }
+    return words;
+}
+
+std::string marked(const std::string &line, size_t at, const std::string &why) {
+    std::string shown = line;
+    std::replace_if(
+        shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+    return "  " + shown + "\n  " + std::string(at, ' ') + "^ " + why + "\n";
+}
+
+std::string listed(const std::vector<std::string> &words) {
+    std::string text;
+    for (const std::string &word : words) {
+        text += (text.empty() ? "" : ", ") + word;
+    }
+    return text;
+}
+
+} // namespace
+
+std::string shell_explain(const shell &sh, const std::string &line) {
+    for (const typed_word &word : words_of(line)) {
+        const std::string up_to = line.substr(0, word.end);
+        const std::string text = line.substr(word.begin, word.end - word.begin);
+        const std::vector<std::string> candidates = shell_completions(sh, up_to);
+        if (candidates.size() > 1 &&
+            std::find(candidates.begin(), candidates.end(), text) == candidates.end()) {
+            return marked(line, word.begin, "ambiguous: " + listed(candidates));
+        }
+        if (shell_help(sh, up_to + " ").empty()) {
+            return marked(line, word.begin, "unknown here; ? lists what fits");
+        }
+    }
+    return marked(line, line.size(), "incomplete; ? lists what can follow");
+}

@@ -1,0 +1,228 @@
+#include "apps/zopsh/transport.h"
+
+#include "lib/base/result.h"
+#include "lib/base/unique_fd.h"
+#include "lib/ipc/ipc_io.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+char s_socket_path[64] = ""; // "": there is none; a signal handler reads both
+char s_output_path[64] = "";
+termios s_terminal = {}; // standard input's settings at the start
+bool s_has_terminal = false;
+int s_socket = -1;
+int s_timeout_seconds = 0;
+int32_t s_serial = 0; // of the last request that carried one
+
+sockaddr_un address_of(const char *path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
+    return address;
+}
+
+/// By calls that are safe in a signal handler, like the others here.
+void remove_files() {
+    if (s_socket_path[0] != '\0') {
+        ::unlink(s_socket_path);
+    }
+    if (s_output_path[0] != '\0') {
+        ::unlink(s_output_path);
+    }
+}
+
+void end_by_signal(int number) {
+    remove_files();
+    if (s_has_terminal) {
+        ::tcsetattr(STDIN_FILENO, TCSANOW, &s_terminal); // a line was being edited, perhaps
+    }
+    ::_exit(128 + number);
+}
+
+/// Ctrl-C is not among them where a person types: there it ends the wait for an answer.
+void catch_signals() {
+    s_has_terminal = ::tcgetattr(STDIN_FILENO, &s_terminal) == 0;
+    struct sigaction action {};
+    action.sa_handler = end_by_signal;
+    for (const int number : {SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+        ::sigaction(number, &action, nullptr);
+    }
+    if (s_has_terminal) {
+        action.sa_handler = [](int) {};
+    }
+    ::sigaction(SIGINT, &action, nullptr);
+}
+
+bool bind_own_socket() {
+    char path[sizeof s_socket_path];
+    std::snprintf(path, sizeof path, k_csh_client_format, ::getpid());
+    struct stat status {};
+    if (::lstat(path, &status) == 0 && S_ISSOCK(status.st_mode)) {
+        ignore_result(::unlink(path)); // of a process that had this id before
+    }
+    s_socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    timeval limit{};
+    limit.tv_sec = s_timeout_seconds; // a server that takes nothing does not hold the user up either
+    const sockaddr_un address = address_of(path);
+    if (s_socket < 0 || ::setsockopt(s_socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0 ||
+        ::bind(s_socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        std::fprintf(stderr, "zopsh: cannot make %s: %s\n", path, std::strerror(errno));
+        return false;
+    }
+    std::memcpy(s_socket_path, path, sizeof path);
+    return true;
+}
+
+/// The server appends to it; made here so that it is this user's own.
+bool make_output_file() {
+    char path[sizeof s_output_path];
+    std::snprintf(path, sizeof path, k_csh_output_format, ::getpid());
+    ignore_result(
+        ::unlink(path)); // of a process that had this id before; what stays makes the next call fail
+    const unique_fd file(
+        ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!file.valid()) {
+        std::fprintf(stderr, "zopsh: cannot make %s: %s\n", path, std::strerror(errno));
+        return false;
+    }
+    std::memcpy(s_output_path, path, sizeof path);
+    return true;
+}
+
+/// Connected, the socket takes datagrams of the server only. Done before each request: the server may be
+/// another one by now.
+bool connect_to_server() {
+    const sockaddr_un address = address_of(k_csh_server_path);
+    return ::connect(s_socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+}
+
+int64_t monotonic_ms() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+/// The server gives most requests back with the auxiliary word as it was: a serial number there tells their
+/// replies from late ones to requests that were given up.
+bool carries_serial(int32_t type) { return type != k_csh_register && type != k_csh_auxiliary; }
+
+/// What a request that could not be sent comes to, by errno.
+answer not_sent() {
+    switch (errno) {
+    case EINTR:
+        return answer::interrupted;
+    case EAGAIN:
+        return answer::no_reply;
+    case EACCES:
+        return answer::forbidden;
+    default:
+        return answer::no_server;
+    }
+}
+
+answer receive(csh_message *message) {
+    const int32_t type = message->type;
+    const int64_t deadline = monotonic_ms() + int64_t{s_timeout_seconds} * 1000;
+    for (;;) {
+        pollfd waiting = {s_socket, POLLIN, 0};
+        const int64_t left = deadline - monotonic_ms();
+        const int ready = left > 0 ? ::poll(&waiting, 1, static_cast<int>(left)) : 0;
+        if (ready < 0) {
+            return answer::interrupted;
+        }
+        if (ready == 0) {
+            return answer::no_reply;
+        }
+        const ssize_t length = ::recv(s_socket, message, sizeof *message, MSG_DONTWAIT);
+        if (length == sizeof *message && (!carries_serial(type) || message->auxiliary == s_serial)) {
+            return answer::done;
+        }
+    }
+}
+
+} // namespace
+
+bool transport_open(int timeout_seconds) {
+    s_timeout_seconds = timeout_seconds;
+    catch_signals();
+    return bind_own_socket() && make_output_file();
+}
+
+void transport_close() {
+    remove_files();
+    s_socket_path[0] = '\0';
+    s_output_path[0] = '\0';
+    ::close(s_socket);
+    s_socket = -1;
+}
+
+answer transport_exchange(int32_t type, const char *text, csh_message *message) {
+    message->type = type;
+    message->pid = ::getpid();
+    std::memset(message->text, 0, sizeof message->text);
+    std::memcpy(message->text, text, ::strnlen(text, sizeof message->text - 1));
+    if (carries_serial(type)) {
+        s_serial++;
+        message->auxiliary = s_serial;
+    }
+    if (!connect_to_server() || ::send(s_socket, message, sizeof *message, 0) != sizeof *message) {
+        return not_sent();
+    }
+    const answer received = receive(message);
+    if (received != answer::done) {
+        return received;
+    }
+    if (message->type == k_csh_busy) {
+        return answer::busy;
+    }
+    return type == k_csh_register && message->type == k_csh_full ? answer::full : answer::done;
+}
+
+std::string transport_output() {
+    const unique_fd file(::open(s_output_path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    std::string text;
+    if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return text;
+    }
+    std::array<char, 4096> piece{};
+    for (ssize_t length = 0; (length = read_full(file.get(), piece.data(), piece.size())) > 0;) {
+        text.append(piece.data(), static_cast<size_t>(length));
+    }
+    return text;
+}
+
+const char *transport_words(answer what) {
+    switch (what) {
+    case answer::done:
+        break;
+    case answer::no_server:
+        return "the shell's server does not run";
+    case answer::forbidden:
+        return "the shell's server belongs to another user and lets only that one in";
+    case answer::no_reply:
+        return "the shell's server does not answer";
+    case answer::interrupted:
+        return "given up";
+    case answer::busy:
+        return "the shell is busy with another command; try again later";
+    case answer::full:
+        return "all places of the shell are taken; try again when another one has been left";
+    }
+    return "done";
+}

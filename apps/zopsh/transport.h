@@ -1,0 +1,34 @@
+#pragma once
+
+#include "lib/cli/csh_message.h"
+
+#include <string>
+
+// The way to the shell's server and back.
+
+enum class answer {
+    done,
+    no_server,   // nobody listens at the server's socket
+    forbidden,   // its owner lets nobody else in
+    no_reply,    // the server took the request and did not answer in time
+    interrupted, // Ctrl-C while waiting
+    busy,        // another command holds the shell
+    full,        // no place is free
+};
+
+/// Makes this client's socket and output file, and sees to it that both go when the process ends, by a signal
+/// too. Returns false after printing what failed.
+[[nodiscard]] bool transport_open(int timeout_seconds);
+
+/// Removes the socket and the output file.
+void transport_close();
+
+/// Sends a request of a type with the text and fields of `message`, whose other fields are filled here, and
+/// receives the reply into it. `full` only answers a registration.
+[[nodiscard]] answer transport_exchange(int32_t type, const char *text, csh_message *message);
+
+/// What the server wrote for the last request.
+std::string transport_output();
+
+/// An answer other than done in words.
+const char *transport_words(answer what);

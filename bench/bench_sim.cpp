@@ -1,0 +1,48 @@
+// What one request to the simulated device costs: answered directly, and, when the library is preloaded,
+// through the control call as the daemon makes it.
+
+#include "lib/sasi/sasi.h"
+#include "tests/support/sim_switch.h"
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+template<typename F> void measure(benchmark::State &state, F request_once) {
+    const sim_request &request = k_sim_requests[state.range(0)];
+    state.SetLabel(request.meaning);
+    sasi_block block = valid_block(request);
+    const sasi_block fresh = block;
+    for (auto _ : state) {
+        // What an accessor sets anew: an answer may lie over its arguments.
+        std::copy_n(fresh.payload, 48, block.payload);
+        if (request_once(request.request, block) != 0 || block.return_code != 0) {
+            state.SkipWithError("the request failed");
+        }
+    }
+}
+
+void answered(benchmark::State &state) {
+    const sim_switch sw;
+    measure(state,
+            [&](uint32_t number, sasi_block &block) { return sim_device_call(sw.state(), number, block); });
+}
+
+void through_ioctl(benchmark::State &state) {
+    const sim_switch sw;
+    if (sasiOpen() < 0) {
+        state.SkipWithError("no device: run it with LD_PRELOAD=libswitchsim.so");
+    } else {
+        measure(state, [](uint32_t number, sasi_block &block) { return sasiRequest(number, &block); });
+    }
+    sasiClose();
+}
+
+void all_requests(benchmark::internal::Benchmark *bench) { bench->DenseRange(0, k_sim_request_kinds - 1); }
+
+BENCHMARK(answered)->Apply(all_requests);
+BENCHMARK(through_ioctl)->Apply(all_requests);
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,51 @@
+#include "lib/cli/cli_match.h"
+#include "lib/cli/cli_parser.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+constexpr size_t k_line_size = 256; // a longer line is taken in pieces of 255 characters
+
+// The modes whose commands may stand in a saved configuration: those of users and of all configuration modes.
+constexpr uint32_t k_saved_modes = 14;
+
+struct close_file {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+
+/// Runs one line. A first word that begins with '#' counts for nothing, so that it may stand alone.
+bool replay_line(cli_session *session, const char *line) {
+    cli_words words;
+    cli_tokenise(&words, line);
+    const bool hash = words.count > 0 && words.word[0][0] == '#';
+    if (words.count - (hash ? 1 : 0) == 0) {
+        return true;
+    }
+    if (words.word[0][0] == '!') {
+        session->mode_id = k_cli_mode_config;
+        return true;
+    }
+    return cli_session_execute(session, line) == 0;
+}
+
+} // namespace
+
+int32_t cli_load_config(const char *path) {
+    const std::unique_ptr<std::FILE, close_file> file(std::fopen(path, "re"));
+    if (file == nullptr) {
+        return -1;
+    }
+    const int32_t outer_status = cli_last_status(); // of the line whose handler loads
+    cli_session session{};
+    session.mode_mask = k_saved_modes;
+    session.mode_id = k_cli_mode_config;
+    bool all_done = true;
+    char line[k_line_size];
+    while (std::fgets(line, sizeof line, file.get()) != nullptr) {
+        all_done = replay_line(&session, line) && all_done;
+    }
+    cli_set_last_status(outer_status);
+    return all_done ? 0 : k_cli_load_failed_lines;
+}

@@ -1,0 +1,169 @@
+#include "lib/cli/cli_match.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree.h"
+
+#include <cctype>
+#include <cstring>
+
+namespace {
+
+uint32_t s_listing = 0; // number of the present listing; a known word remembers the one that last printed it
+
+/// What a listing is about: the words in front of a position, and how strictly they must fit.
+struct question {
+    int32_t count;
+    const char *const *words;
+    bool whole_words;    // a word that is only the beginning of the pattern's does not fit
+    int32_t position;    // of the word to list
+    const char *partial; // what the listed word begins with; "" for all
+};
+
+bool typed_word_fits(const char *input, const cli_known_word &word, bool whole) {
+    return cli_prefix_match(input, word.pattern) && !(whole && cli_is_unfinished(input, word.text));
+}
+
+bool answers(const cli_entry &entry, uint32_t mode_mask, const question &asked) {
+    if ((entry.command->mode_mask & mode_mask) == 0 || entry.words < asked.count) {
+        return false;
+    }
+    for (int32_t i = 0; i < asked.count; i++) {
+        if (!typed_word_fits(asked.words[i], *entry.word[i], asked.whole_words)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+const char *help_at(const cli_entry &entry, int32_t position) {
+    return position < k_cli_help_slots ? entry.command->help[position] : nullptr;
+}
+
+/// Prints the word unless this listing has. Returns the number of lines.
+int32_t list_word(cli_known_word &word, const char *help) {
+    if (word.listed == s_listing) {
+        return 0;
+    }
+    word.listed = s_listing;
+    if (help != nullptr) {
+        cli_print("  %-14s  %s\n", word.text, help);
+    } else {
+        cli_print("  %-15s \n", word.text);
+    }
+    return 1;
+}
+
+/// A keyword that does not begin so is not wanted. What the user may type as an argument is shown in any
+/// case.
+bool is_wanted(const char *partial, const cli_pattern_word &pattern) {
+    return pattern.kind != cli_word_kind::keyword ||
+           std::strncmp(partial, pattern.text, std::strlen(partial)) == 0;
+}
+
+int32_t list_entry(const cli_entry &entry, const question &asked) {
+    const char *const help = help_at(entry, asked.position);
+    if (asked.position < entry.words) {
+        cli_known_word &word = *entry.word[asked.position];
+        return is_wanted(asked.partial, word.pattern) ? list_word(word, help) : 0;
+    }
+    if (help == nullptr || asked.partial[0] != '\0') {
+        return 0;
+    }
+    cli_print("  %-15s\n", help);
+    return 1;
+}
+
+int32_t list(const cli_session &session, const question &asked) {
+    const cli_node *const node = cli_find_node(session.mode_id);
+    if (node == nullptr || asked.position < 0 || asked.position >= k_cli_words_max) {
+        return 0;
+    }
+    s_listing++;
+    int32_t lines = 0;
+    for (size_t i = 0; i < node->count; i++) {
+        if (answers(*node->entries[i], session.mode_mask, asked)) {
+            lines += list_entry(*node->entries[i], asked);
+        }
+    }
+    return lines;
+}
+
+// ---- completion
+
+/// Prints each choice once that goes on from what was typed.
+struct completion {
+    const char *partial;
+    int32_t lines;
+};
+
+bool print_choice(const char *choice, size_t length, void *context) {
+    auto &wanted = *static_cast<completion *>(context);
+    const size_t typed = std::strlen(wanted.partial);
+    if (typed <= length && std::strncmp(wanted.partial, choice, typed) == 0) {
+        cli_print("%.*s\n", static_cast<int>(length), choice);
+        wanted.lines++;
+    }
+    return false;
+}
+
+void complete_word(cli_known_word &word, completion &wanted) {
+    if (word.listed == s_listing) {
+        return;
+    }
+    word.listed = s_listing;
+    if (word.pattern.kind == cli_word_kind::alternatives) {
+        cli_each_choice(word.text, print_choice, &wanted);
+    } else if (word.pattern.kind == cli_word_kind::keyword) {
+        print_choice(word.text, std::strlen(word.text), &wanted);
+    }
+}
+
+/// A line split into what stands before its last word and that word, "" when the line ends in a blank.
+struct unfinished_line {
+    cli_words words;
+    int32_t before;
+    const char *partial;
+};
+
+void split_last_word(unfinished_line *split, const char *line) {
+    cli_tokenise(&split->words, line);
+    const size_t length = std::strlen(line);
+    const bool begun = length > 0 && std::isspace(static_cast<unsigned char>(line[length - 1])) == 0;
+    split->before = split->words.count - (begun && split->words.count > 0 ? 1 : 0);
+    split->partial = split->before < split->words.count ? split->words.word[split->before] : "";
+}
+
+} // namespace
+
+int32_t cli_list_next_words(const cli_session &session, int32_t offset, int32_t count,
+                            const char *const *words) {
+    if (count < 0 || count > k_cli_words_max || offset < -k_cli_words_max || offset > k_cli_words_max) {
+        return 0;
+    }
+    return list(session, {count, words, true, count + offset - 1, ""});
+}
+
+int32_t cli_help_line(const cli_session &session, const char *line) {
+    unfinished_line split;
+    split_last_word(&split, line);
+    return list(session, {split.before, split.words.word, false, split.before, split.partial});
+}
+
+int32_t cli_complete_line(const cli_session &session, const char *line) {
+    unfinished_line split;
+    split_last_word(&split, line);
+    const cli_node *const node = cli_find_node(session.mode_id);
+    if (node == nullptr || split.before >= k_cli_words_max) {
+        return 0;
+    }
+    s_listing++;
+    completion wanted = {split.partial, 0};
+    const question asked = {split.before, split.words.word, false, split.before, split.partial};
+    for (size_t i = 0; i < node->count; i++) {
+        const cli_entry &entry = *node->entries[i];
+        if (answers(entry, session.mode_mask, asked) && asked.position < entry.words) {
+            complete_word(*entry.word[asked.position], wanted);
+        }
+    }
+    return wanted.lines;
+}

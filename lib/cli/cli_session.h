@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+
+/// What the shell keeps of one client between its lines. It travels in every message, in this layout.
+struct cli_session {
+    uint32_t mode_mask; // bit set: commands of that mode may be typed
+    int32_t mode_id;    // the command mode; 5 is the global configuration
+    int32_t node_kind;  // 0: a command line; 1, 2: an answer to a prompt of a command module
+    int32_t values[3];  // the command modules' own, such as the interface or VLAN being configured
+    int32_t recording;  // the recording flag
+};
+static_assert(sizeof(cli_session) == 28);
+
+constexpr int32_t k_cli_mode_config = 5; // the global configuration

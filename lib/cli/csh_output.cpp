@@ -1,0 +1,83 @@
+#include "lib/cli/csh_output.h"
+
+#include "lib/base/result.h"
+#include "lib/base/unique_fd.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cli/csh_message.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+std::atomic<int32_t> s_server_thread = 0; // the kernel's id of it; 0: there is no server
+int32_t s_client = 0;                     // the server thread's
+
+int32_t thread_id() { return static_cast<int32_t>(::syscall(SYS_gettid)); }
+
+constexpr size_t k_path_size = 64;
+
+void output_path(char (&path)[k_path_size]) {
+    const int32_t self = thread_id();
+    std::snprintf(path, sizeof path, k_csh_output_format, self == s_server_thread ? s_client : self);
+}
+
+/// Opens the calling thread's output file, which lies where anybody may have put something: nothing but a
+/// plain file with one name is taken. An existing one is opened without O_CREAT, which the kernel may refuse
+/// for files of others there.
+unique_fd open_output() {
+    char path[k_path_size];
+    output_path(path);
+    constexpr int k_flags = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    unique_fd file(::open(path, k_flags));
+    if (!file.valid() && errno == ENOENT) {
+        file = unique_fd(::open(path, k_flags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
+    }
+    struct stat status {};
+    if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_nlink != 1) {
+        return unique_fd();
+    }
+    return file;
+}
+
+} // namespace
+
+void csh_output_serve() { s_server_thread = thread_id(); }
+
+void csh_output_set_client(int32_t pid) { s_client = pid; }
+
+void csh_output_truncate() {
+    const unique_fd file = open_output();
+    if (file.valid()) {
+        // Of a file that has just been opened to be written it cannot fail.
+        ignore_result(::ftruncate(file.get(), 0));
+    }
+}
+
+void csh_output_remove() {
+    char path[k_path_size];
+    output_path(path);
+    ignore_result(::unlink(path)); // there may be none
+}
+
+int cli_print(const char *format, ...) {
+    unique_fd fd = open_output();
+    std::FILE *const file = fd.valid() ? ::fdopen(fd.get(), "a") : nullptr;
+    if (file == nullptr) {
+        return -1;
+    }
+    ignore_result(fd.release()); // it is the stream's now
+    va_list arguments;
+    va_start(arguments, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is initialised
+    const int length = std::vfprintf(file, format, arguments);
+    va_end(arguments);
+    return std::fclose(file) == 0 ? length : -1;
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+// The output files of the shell's clients, between the server and the print routine (cli_output.h).
+
+/// Makes the calling thread the server's: what it prints goes to the file of the current client.
+void csh_output_serve();
+
+/// Says whose request is being worked on: 0 when nobody's.
+void csh_output_set_client(int32_t pid);
+
+/// Empties the current client's output file, and makes it when there is none. Readable by its owner alone: a
+/// client of another user than the server's makes its file itself.
+void csh_output_truncate();
+
+/// Removes the current client's output file.
+void csh_output_remove();

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "lib/cli/cli_session.h"
+
+#include <cstdint>
+
+// The server of the shell: it runs the lines that clients send as datagrams to "/tmp/csh_serv" and answers
+// each with the same message. One thread, which is the one that starts it.
+
+/// What the rest of the management process does for the server. A member that is null is a service that there
+/// is not: its requests fail. Texts end in a NUL and come from a client, that is from anybody.
+struct csh_services {
+    /// A query about an unfinished line (type 7); `flag` 1 is its first form. What it prints goes to the
+    /// client's output file. Returns the answer, -1 when there is none.
+    int32_t (*query)(int32_t flag, const char *text, const cli_session &session);
+    /// Makes the auxiliary word of a client (types 2 and 9), and takes one that a client sends back (type 9).
+    int32_t (*make_auxiliary)(int32_t pid);
+    void (*take_auxiliary)(int32_t value);
+    /// Login authentication: types 10, 11, 12 and 16, then 13, 14 and 17, then 15, 18 and 19 each. Return the
+    /// service's result, -1 when it failed.
+    int32_t (*authenticate)(int32_t type, const char *text);
+    int32_t (*authenticate_further)(int32_t type, const char *text);
+    int32_t (*authenticate_15)(int32_t type, const char *text);
+    int32_t (*authenticate_18)(int32_t type, const char *text);
+    int32_t (*authenticate_19)(int32_t type, const char *text);
+};
+
+/// What the server does before it serves. Null members have the default that stands beside them.
+struct csh_startup {
+    void (*init_modules)();                      // installs the commands; none
+    void (*init_services)();                     // what needs the saved configuration; nothing
+    int32_t (*run_command)(const char *command); // by the shell of the system
+    void (*wait_seconds)(uint32_t seconds);      // sleeps
+    bool skip_interface;            // leaves the management interface as it is, as a desk wants it
+    bool (*uses_dhcp)();            // false
+    void (*apply_static_address)(); // nothing
+    bool (*ready)();                // whether the switch's services are ready; true
+    csh_services services;
+};
+
+/// Makes the server's socket, replays the saved configuration, restarts the management interface, waits for
+/// the switch's services and serves. Failures are printed to standard output, and the server goes on.
+[[noreturn]] void csh_server_start(const csh_startup &startup);
+
+/// Serves one message of the server's socket.
+void servMessageDispatcher(int fd);
+
+/// Sets the services without a start; for who serves messages itself.
+void csh_set_services(const csh_services &services);

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+// Status codes of a line that a client is to be told in words, and by which a command holds the shell while
+// it works: nobody is served until it has ended.
+
+enum class csh_busy_change : uint8_t { none, set, clear };
+
+struct csh_status_row {
+    int32_t status;
+    csh_busy_change busy;
+    const char *text;
+};
+
+inline constexpr csh_status_row k_csh_status[] = {
+    {0x10000, csh_busy_change::none, "The command has been taken."},
+    {0x1006a, csh_busy_change::set, "A transfer has been started. Please wait."},
+    {0x1006b, csh_busy_change::set, "A firmware update has been started. Please wait."},
+    {0x1006c, csh_busy_change::none, "The transfer has ended."},
+    {0x1006d, csh_busy_change::set, "The configuration is being written. Please wait."},
+    {0x1012b, csh_busy_change::set, "The switch restarts. Please wait."},
+    {0x1012c, csh_busy_change::none, "The restart has been called off."},
+    {0x1012e, csh_busy_change::none, "The session has ended."},
+    {0x1012f, csh_busy_change::none, "The login has failed."},
+    {0x10130, csh_busy_change::set, "The shell is in use by another command. Please wait."},
+    {0x10131, csh_busy_change::clear, "The shell is free again."},
+};

@@ -1,0 +1,68 @@
+#include "lib/cli/screen_length.h"
+
+#include "lib/base/unique_fd.h"
+#include "lib/ipc/ipc_io.h"
+#include "lib/ipc/ipc_log.h"
+
+#include <cerrno>
+#include <charconv>
+#include <fcntl.h>
+#include <optional>
+#include <string_view>
+
+namespace {
+
+std::optional<int32_t> parse_length(std::string_view text) {
+    int32_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc{} || end != text.data() + text.size() || value < k_screen_length_min ||
+        value > k_screen_length_max) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+bool store(int32_t length) {
+    char text[16];
+    const auto [end, error] = std::to_chars(std::begin(text), std::end(text), length);
+    const auto size = static_cast<size_t>(end - text);
+    const unique_fd fd(open(k_screen_length_file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    return fd.valid() && write_full(fd.get(), text, size) == static_cast<ssize_t>(size);
+}
+
+} // namespace
+
+int32_t screen_length() {
+    char text[16];
+    const unique_fd fd(open(k_screen_length_file, O_RDONLY | O_CLOEXEC));
+    const ssize_t size = fd.valid() ? read_full(fd.get(), text, sizeof text) : 0;
+    if (size <= 0) {
+        return k_screen_length_default;
+    }
+    std::string_view number(text, static_cast<size_t>(size));
+    if (number.ends_with('\n')) { // of an editor or of echo
+        number.remove_suffix(1);
+    }
+    return parse_length(number).value_or(k_screen_length_default);
+}
+
+int32_t screen_length_set(const char *argument, cli_print_fn print) {
+    const std::optional<int32_t> length = parse_length(argument);
+    if (!length) {
+        print("%s\n\n", cli_error_text(k_cli_invalid_value));
+        return k_cli_invalid_value;
+    }
+    if (!store(*length)) {
+        ipc_log_warn("%s: cannot write %s: %s", "screen_length_set", k_screen_length_file,
+                     safe_strerror(errno));
+        return k_screen_length_not_stored;
+    }
+    return 0;
+}
+
+void screen_length_show_config(cli_print_fn print) {
+    const int32_t length = screen_length();
+    if (length != k_screen_length_default) {
+        print("set length %d\n", length);
+    }
+}

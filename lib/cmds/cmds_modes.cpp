@@ -1,0 +1,19 @@
+#include "lib/cmds/cmds_modes.h"
+
+#include "lib/base/invariant.h"
+
+#include <algorithm>
+#include <iterator>
+
+const cmds_mode *cmds_find_mode(int32_t mode_id) {
+    const auto *const found = std::find_if(std::begin(k_cmds_modes), std::end(k_cmds_modes),
+                                           [=](const cmds_mode &mode) { return mode.id == mode_id; });
+    return found != std::end(k_cmds_modes) ? found : nullptr;
+}
+
+void cmds_enter_mode(cli_session *session, int32_t mode_id) {
+    const cmds_mode *const mode = cmds_find_mode(mode_id);
+    INVARIANT(mode != nullptr);
+    session->mode_id = mode->id;
+    session->mode_mask = mode->mask;
+}

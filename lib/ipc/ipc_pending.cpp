@@ -1,0 +1,181 @@
+#include "lib/ipc/ipc_pending.h"
+
+#include "lib/ipc/ipc_list.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <pthread.h>
+
+namespace {
+
+struct pending_request {
+    ipc_request request;
+    ipc_ticket ticket;
+    ipc_header own_header; // of a request that a client sent
+};
+
+/// The spin lock is the route's own and guards one booking against another. It may be released by who does
+/// not hold it: the clearing of a route does so, before and behind its walk. What keeps the list whole is the
+/// mutex.
+struct route_slot {
+    ipc_list requests;
+    std::atomic<bool> locked;
+    pthread_mutex_t list_mutex;
+};
+
+std::array<route_slot, k_ipc_route_max + 1> s_routes = {}; // by route; slot 0 is not used
+
+void spin_lock(route_slot &slot) {
+    while (slot.locked.exchange(true, std::memory_order_acquire)) {
+    }
+}
+
+void spin_release(route_slot &slot) { slot.locked.store(false, std::memory_order_release); }
+
+template<typename F> pending_request *find(const route_slot &slot, F matches) {
+    for (ipc_list_node *node = slot.requests.head; node != nullptr; node = node->next) {
+        auto *pending = static_cast<pending_request *>(node->data);
+        if (matches(*pending)) {
+            return pending;
+        }
+    }
+    return nullptr;
+}
+
+pending_request *find_command(const route_slot &slot, uint16_t command) {
+    return find(slot, [=](const pending_request &p) { return p.request.header->command == command; });
+}
+
+pending_request *make_record(const ipc_request &request, ipc_ticket ticket) {
+    auto *record = static_cast<pending_request *>(std::malloc(sizeof(pending_request)));
+    if (record != nullptr) {
+        *record = {request, ticket, *request.header};
+        if (ticket == 0) {
+            record->request.header = &record->own_header;
+        }
+    }
+    return record;
+}
+
+int32_t book(route_slot &slot, const ipc_request &request, ipc_ticket ticket) {
+    if (find_command(slot, request.header->command) != nullptr) {
+        return -1;
+    }
+    pending_request *record = make_record(request, ticket);
+    if (record == nullptr || !ipc_list_add(&slot.requests, record)) {
+        std::free(record);
+        return -1;
+    }
+    return 0;
+}
+
+void take_reply(const ipc_request &request, std::span<const uint8_t> payload) {
+    const size_t room = request.reply == nullptr ? 0 : static_cast<size_t>(std::max(request.reply_length, 0));
+    const size_t length = std::min(room, payload.size());
+    if (length > 0) {
+        std::memcpy(request.reply, payload.data(), length);
+    }
+}
+
+/// Takes a record off its route and frees it. What its sender is answered by comes back through the
+/// arguments, since it must not be awake before the record is gone.
+void remove_record(route_slot &slot, pending_request *record, uint16_t &command, ipc_ticket &ticket) {
+    command = record->request.header->command;
+    ticket = record->ticket;
+    ipc_list_delete(&slot.requests, record);
+    std::free(record);
+}
+
+bool in_range(const ipc_header &header) {
+    return ipc_route_valid(header.route) && ipc_command_valid(header.command);
+}
+
+} // namespace
+
+void ipc_pending_init() {
+    for (route_slot &slot : s_routes) {
+        pthread_mutex_init(&slot.list_mutex, nullptr);
+        spin_release(slot);
+    }
+}
+
+int32_t process_ipc_request(const ipc_request &request, ipc_ticket ticket) {
+    if (!in_range(*request.header)) {
+        return -1;
+    }
+    route_slot &slot = s_routes[request.header->route];
+    spin_lock(slot);
+    pthread_mutex_lock(&slot.list_mutex);
+    const int32_t result = book(slot, request, ticket);
+    pthread_mutex_unlock(&slot.list_mutex);
+    spin_release(slot);
+    return result;
+}
+
+int32_t process_ipc_response(const ipc_header &header, std::span<const uint8_t> payload) {
+    if (!in_range(header)) {
+        return -1;
+    }
+    route_slot &slot = s_routes[header.route];
+    uint16_t command = 0;
+    ipc_ticket ticket = 0;
+    spin_lock(slot);
+    pthread_mutex_lock(&slot.list_mutex);
+    pending_request *record = find_command(slot, header.command);
+    if (record != nullptr) {
+        record->request.header->status = header.status;
+        if (header.status == 0) {
+            take_reply(record->request, payload);
+        }
+        remove_record(slot, record, command, ticket);
+    }
+    pthread_mutex_unlock(&slot.list_mutex);
+    spin_release(slot);
+    if (record == nullptr) {
+        return -1;
+    }
+    ipc_gate_answer(command, ticket);
+    return 0;
+}
+
+void ipc_pending_give_up(uint8_t route, uint16_t command, ipc_ticket ticket) {
+    if (!ipc_route_valid(route)) {
+        return;
+    }
+    route_slot &slot = s_routes[route];
+    pthread_mutex_lock(&slot.list_mutex);
+    pending_request *record = find(slot, [=](const pending_request &p) {
+        return p.request.header->command == command && p.ticket == ticket;
+    });
+    if (record != nullptr) {
+        remove_record(slot, record, command, ticket);
+    }
+    pthread_mutex_unlock(&slot.list_mutex);
+    ipc_gate_answer(command, ticket);
+}
+
+void ipc_clear_proto_locks(uint8_t route) {
+    if (!ipc_route_valid(route)) {
+        return;
+    }
+    route_slot &slot = s_routes[route];
+    spin_release(slot);
+    for (;;) {
+        uint16_t command = 0;
+        ipc_ticket ticket = 0;
+        pthread_mutex_lock(&slot.list_mutex);
+        auto *record = find(slot, [](const pending_request &) { return true; });
+        if (record != nullptr) {
+            remove_record(slot, record, command, ticket);
+        }
+        pthread_mutex_unlock(&slot.list_mutex);
+        if (record == nullptr) {
+            break;
+        }
+        ipc_gate_answer(command, ticket);
+    }
+    spin_release(slot);
+}

@@ -1,0 +1,219 @@
+#include "lib/ipc/ipc_server.h"
+
+#include "lib/base/unique_fd.h"
+#include "lib/ipc/ipc_api.h"
+#include "lib/ipc/ipc_io.h"
+#include "lib/ipc/ipc_log.h"
+#include "lib/ipc/ipc_pending.h"
+#include "lib/ipc/ipc_privs.h"
+#include "lib/ipc/ipc_settings.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int k_backlog = 7;
+constexpr int32_t k_ready_ms = 150;
+
+ipc_server s_management = {k_ipc_serv_path,           true,    false,  nullptr, {}, -1, -1, -1, {},
+                           PTHREAD_MUTEX_INITIALIZER, nullptr, nullptr};
+ipc_server s_web = {k_ipc_web_path, false,  false, nullptr, {}, -1, -1, -1, {}, PTHREAD_MUTEX_INITIALIZER,
+                    nullptr,        nullptr};
+
+pthread_once_t s_shared_once = PTHREAD_ONCE_INIT;
+
+// The start call waits here until the server's thread has run its loop for 150 ms.
+pthread_mutex_t s_start_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t s_start_changed = PTHREAD_COND_INITIALIZER;
+bool s_start_held = false; // guarded by s_start_mutex
+
+thread_local bool t_on_server_thread = false;
+
+void init_shared() {
+    ipc_gate_init();
+    ipc_pending_init();
+    std::signal(SIGPIPE, SIG_IGN); // a client that is gone shows as a failed write
+}
+
+void hold_start() {
+    pthread_mutex_lock(&s_start_mutex);
+    s_start_held = true;
+    pthread_mutex_unlock(&s_start_mutex);
+}
+
+void await_start() {
+    pthread_mutex_lock(&s_start_mutex);
+    while (s_start_held) {
+        pthread_cond_wait(&s_start_changed, &s_start_mutex);
+    }
+    pthread_mutex_unlock(&s_start_mutex);
+}
+
+int ipc_client_accept_work_around(thread * /*task*/) {
+    pthread_mutex_lock(&s_start_mutex);
+    s_start_held = false;
+    pthread_cond_broadcast(&s_start_changed);
+    pthread_mutex_unlock(&s_start_mutex);
+    return 0;
+}
+
+int open_spare() { return ::open("/dev/null", O_RDONLY | O_CLOEXEC); }
+
+/// Without descriptors the listening socket would stay readable for ever: the peer is let in and turned away.
+void turn_away(ipc_server &server) {
+    ::close(server.spare_fd);
+    const int fd = ::accept(server.listen_fd, nullptr, nullptr);
+    if (fd >= 0) {
+        ::close(fd);
+    }
+    server.spare_fd = open_spare();
+}
+
+int proto_ipc_accept(thread *task) {
+    auto &server = *static_cast<ipc_server *>(task->arg);
+    thread_add_read(server.master, proto_ipc_accept, &server, server.listen_fd);
+    sockaddr_un peer = {};
+    socklen_t size = sizeof peer;
+    unique_fd accepted(::accept(server.listen_fd, reinterpret_cast<sockaddr *>(&peer), &size));
+    if (!accepted.valid()) {
+        const int error = errno;
+        if (ipc_logs_detailed()) {
+            ipc_log_warn("Can't accept proto_ipc socket: %s", safe_strerror(error));
+        }
+        if (error == EMFILE || error == ENFILE) {
+            turn_away(server);
+        }
+        return -1;
+    }
+    if (accepted.get() >= k_thread_descriptors || fd_set_nonblocking(accepted.get()) != 0) {
+        return -1;
+    }
+    ::fcntl(accepted.get(), F_SETFD, FD_CLOEXEC);
+    ipc_client_add(server, accepted.release());
+    return 0;
+}
+
+void warn_step(const char *what) {
+    const int error = errno;
+    if (ipc_logs_detailed()) {
+        ipc_log_warn("Can't %s stream socket: %s", what, safe_strerror(error));
+        ipc_log_warn("proto_ipc can't provice full functionality due to above error");
+    }
+}
+
+int bind_to_path(int fd, const char *path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    ::unlink(path);
+    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + std::strlen(path));
+    return ::bind(fd, reinterpret_cast<const sockaddr *>(&address), length);
+}
+
+/// The listening socket of a server, or -1 after logging why there is none.
+int open_listener(const char *path) {
+    if (iprivs_change(k_ipc_privs_raise) != 0) {
+        if (ipc_logs_detailed()) {
+            ipc_log_err("Unable to raise previleges on unix socket binding.. ");
+        }
+        return -1;
+    }
+    unique_fd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!listener.valid()) {
+        const int error = errno;
+        if (ipc_logs_detailed()) {
+            ipc_log_warn("Can't create proto_ipc_serv stream socket: %s", safe_strerror(error));
+            ipc_log_warn("proto_ipc can't provice full functionality due to above error");
+        }
+        return -1;
+    }
+    if (bind_to_path(listener.get(), path) != 0) {
+        warn_step("bind to");
+        return -1;
+    }
+    if (iprivs_change(k_ipc_privs_lower) != 0) {
+        if (ipc_logs_detailed()) {
+            ipc_log_err("Unable to make previleges low on unix socket binding.. ");
+        }
+        listener.release(); // stays open: whoever looks for the server still finds somebody bound
+        return -1;
+    }
+    if (::listen(listener.get(), k_backlog) != 0) {
+        warn_step("listen to");
+        return -1;
+    }
+    return listener.release();
+}
+
+int32_t create_socket(ipc_server &server) {
+    server.listen_fd = open_listener(server.path);
+    if (server.listen_fd < 0) {
+        return -1;
+    }
+    server.spare_fd = open_spare();
+    server.wake_fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    const bool tasks_added =
+        server.wake_fd >= 0 &&
+        thread_add_read(server.master, proto_ipc_accept, &server, server.listen_fd) != nullptr &&
+        thread_add_read(server.master, ipc_take_messages, &server, server.wake_fd) != nullptr &&
+        thread_add_timer_msec(server.master, ipc_client_accept_work_around, nullptr, k_ready_ms) != nullptr;
+    return tasks_added ? 0 : -1;
+}
+
+void *run_loop(void *argument) {
+    auto *server = static_cast<ipc_server *>(argument);
+    t_on_server_thread = true;
+    thread task;
+    while (thread_fetch_next(server->master, &task) != nullptr) {
+        thread_invoke(&task);
+    }
+    return nullptr;
+}
+
+int32_t start(ipc_server &server) {
+    if (server.started) {
+        return 0;
+    }
+    server.started = true;
+    server.master = scheduler_master_create();
+    if (server.master == nullptr) {
+        return -1;
+    }
+    iprivs_init(ipc_get_settings().privs);
+    pthread_once(&s_shared_once, init_shared);
+    hold_start();
+    if (create_socket(server) != 0) {
+        return -1;
+    }
+    if (pthread_create(&server.thread_id, nullptr, run_loop, &server) != 0) {
+        if (ipc_logs_detailed()) {
+            ipc_log_err("Failure: protocol IPC thread creation error. ");
+        }
+        return -1;
+    }
+    ipc_route_default(&server);
+    await_start();
+    return 0;
+}
+
+} // namespace
+
+bool ipc_logs() { return ipc_get_settings().log_general; }
+
+bool ipc_logs_detailed() { return ipc_logs() && ipc_get_settings().log_detailed; }
+
+bool ipc_on_server_thread() { return t_on_server_thread; }
+
+bool ipc_relays_started() { return s_management.started; }
+
+int32_t ipc_serv_start() { return start(s_management); }
+
+int32_t ipc_web_start() { return start(s_web); }

@@ -1,0 +1,118 @@
+#pragma once
+
+#include "lib/cli/buffer.h"
+#include "lib/ipc/ipc_gate.h"
+#include "lib/ipc/ipc_list.h"
+#include "lib/ipc/ipc_stream.h"
+#include "lib/ipc/ipc_thread.h"
+#include "lib/ipc/ipc_wire.h"
+
+#include <cstdint>
+#include <pthread.h>
+#include <span>
+
+// The inside of the IPC server, between the ipc_ files: its record, its clients and what they send.
+// Everything but the queue of a server belongs to that server's own thread.
+
+struct ipc_server;
+
+/// A message on its way to the client of its route: owns copies of header and payload.
+struct ipc_message {
+    ipc_message *next;
+    ipc_server *server; // whose thread has it
+    ipc_header header;
+    ipc_ticket ticket;     // who waits for it; 0: nobody
+    size_t payload_length; // the payload lies behind the record
+};
+
+/// One accepted connection.
+struct ipc_client {
+    int fd;
+    uint8_t route; // 0 until its hello
+    stream *input;
+    stream *output;
+    buffer *out_buffer;
+    thread *read_task;
+    thread *write_task;
+    thread *close_event; // not null: it is closing, and nothing more is sent to it
+    ipc_server *server;
+};
+
+struct ipc_server {
+    const char *path;
+    bool relays; // the management server: one-way messages go to their handlers
+    bool started;
+    scheduler_master *master;
+    pthread_t thread_id;
+    int listen_fd;
+    int spare_fd; // given up for a moment when descriptors run out, so that a waiting peer can be turned away
+    int wake_fd;  // readable while the queue holds messages
+    ipc_list clients;
+    pthread_mutex_t queue_mutex;
+    ipc_message *queue_head; // guarded by queue_mutex, and so is queue_tail
+    ipc_message *queue_tail;
+};
+
+/// Whether lines that need the general switch, and lines that need both, are logged.
+bool ipc_logs();
+bool ipc_logs_detailed();
+
+// ---- messages (ipc_message.cpp)
+
+/// Whether there is a server to hand a message to.
+bool ipc_any_server_started();
+
+/// Allocates a message; null when memory is out. Freed by whoever it was handed to last.
+[[nodiscard]] ipc_message *ipc_message_new(const ipc_header &header, std::span<const uint8_t> payload,
+                                           ipc_ticket ticket);
+
+/// Hands a message to the thread of the server that serves its route, which owns it then. From any thread.
+void ipc_message_hand_over(ipc_message *message);
+
+/// Notes which server has the client of a route.
+void ipc_route_served_by(uint8_t route, ipc_server *server);
+
+/// Makes a started server the one for routes that no client has said hello for; the management server stays
+/// it.
+void ipc_route_default(ipc_server *server);
+
+/// Sends a message to the connected client of its route, or tries again once after 150 ms and then gives it
+/// up. Owns `message`. On the thread of `server`.
+void protoipc_pkt_create_send(ipc_server &server, ipc_message *message);
+
+/// Sends a one-way message that a client of `here` sent to the client of its route, whichever server has
+/// that. Owns `message`. On the thread of `here`.
+void ipc_message_pass_on(ipc_server &here, ipc_message *message);
+
+/// Read task on wake_fd: sends what other threads have handed over.
+int ipc_take_messages(thread *task);
+
+/// Whether the management server was started, and one-way messages go to their handlers.
+bool ipc_relays_started();
+
+/// Whether the calling thread is that of a server.
+bool ipc_on_server_thread();
+
+// ---- clients (ipc_client.cpp)
+
+/// Makes a client of an accepted descriptor and reads from it. Closes the descriptor when memory is out.
+void ipc_client_add(ipc_server &server, int fd);
+
+/// Gives up the requests of its route, closes and frees it.
+void ipc_client_close(ipc_client *client);
+
+/// The first client whose route is `route`, or null.
+ipc_client *ipc_client_of_route(const ipc_server &server, uint8_t route);
+
+/// Writes the client's output stream, or what the descriptor takes of it, and queues the rest. Returns 0, or
+/// -1 when the client is closing or its descriptor failed, which closes it soon.
+[[nodiscard]] int32_t ipc_server_send_message(ipc_client *client);
+
+// ---- one-way messages (ipc_handlers.cpp)
+
+/// Whether a one-way message has a handler.
+bool ipc_handler_exists(uint8_t route, uint16_t command);
+
+/// Runs the handler of a one-way message: a relay sends the payload on to the client of the message's route,
+/// if it has exactly the expected size.
+void ipc_handler_run(ipc_server &server, const ipc_header &header, std::span<const uint8_t> payload);

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+
+/// What the user and the group of a management process are to be while it holds no privileges. Null names and
+/// a count of 0 are "none".
+struct ipc_privs_settings {
+    const char *user;
+    const char *group;
+    const char *vty_group;
+    int32_t capabilities; // how many; they are not looked into
+};
+
+/// What the starting process decides about the IPC library. Filled before the first start call and only read
+/// afterwards.
+struct ipc_settings {
+    bool log_general;                        // off: nothing that depends on a setting is logged
+    bool log_detailed;                       // with log_general: the server's ordinary lines too
+    bool greet_clients;                      // a hello of route 1 or 2 is answered with one-way command 59
+    uint32_t route2_greeting;                // the value a route 2 client is greeted with
+    const ipc_privs_settings *privs;         // null ends the starting process
+    void (*on_route2_value)(uint32_t value); // takes what one-way command 20 of route 2 brings; may be null
+};
+
+/// The settings of this process: both logging switches on, no greeting, no user, group or capabilities.
+ipc_settings &ipc_get_settings();

@@ -1,0 +1,56 @@
+#include "lib/ipc/ipc_signal.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+
+namespace {
+
+// What the catcher touches must be free of locks, as it may interrupt anything.
+static_assert(std::atomic<bool>::is_always_lock_free &&
+              std::atomic<ipc_signal_handler *>::is_always_lock_free);
+
+// By signal number. Written by ipc_signal_catch, read by the thread that runs the handlers.
+std::atomic<ipc_signal_handler *> s_handlers[NSIG]; // null: not caught here
+std::atomic<bool> s_caught[NSIG];                   // set by the catcher, cleared before the handler runs
+std::atomic<bool> s_any_caught;                     // some s_caught is set; spares every pass the walk
+
+void mark_signal(int signo) {
+    s_caught[signo].store(true);
+    s_any_caught.store(true);
+}
+
+} // namespace
+
+int ipc_signal_catch(int signo, ipc_signal_handler *handler) {
+    if (signo <= 0 || signo >= NSIG || handler == nullptr) {
+        errno = EINVAL;
+        return -1;
+    }
+    ipc_signal_handler *earlier = s_handlers[signo].exchange(handler);
+    struct sigaction action {};
+    action.sa_handler = mark_signal;
+    action.sa_flags = SA_RESTART; // select is interrupted all the same
+    sigfillset(&action.sa_mask);
+    if (sigaction(signo, &action, nullptr) != 0) {
+        s_handlers[signo].store(earlier);
+        return -1;
+    }
+    return 0;
+}
+
+int ipc_signal_process() {
+    // Only looked at in the common case; the clearing exchange costs a locked access.
+    if (!s_any_caught.load(std::memory_order_relaxed) || !s_any_caught.exchange(false)) {
+        return 0;
+    }
+    int ran = 0;
+    for (int signo = 1; signo < NSIG; ++signo) {
+        if (s_caught[signo].exchange(false)) {
+            ipc_signal_handler *handler = s_handlers[signo].load();
+            handler(signo);
+            ++ran;
+        }
+    }
+    return ran;
+}

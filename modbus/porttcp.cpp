@@ -1,0 +1,340 @@
+#include "modbus/porttcp.h"
+
+#include "lib/base/bytes.h"
+#include "lib/base/invariant.h"
+#include "lib/base/result.h"
+#include "modbus/fdset.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr uint16_t k_modbus_port = 502;
+constexpr int k_backlog = 10;
+constexpr time_t k_reap_interval_s = 5;
+constexpr useconds_t k_pause_us = 10000; // between bursts of readiness, and after a read that came up short
+constexpr useconds_t k_send_retry_us = 100;   // between tries to send
+constexpr int32_t k_send_retry_budget = 1000; // microseconds of waiting for one reply
+constexpr size_t k_at_length = 4;             // the MBAP length field, which counts what lies behind it
+constexpr uint16_t k_length_end = 6;          // first byte that the length field counts
+
+int s_listen_socket = -1;
+int s_client_socket =
+    -1; // -1: no client is held; a second poll thread keeps its hands off it, see s_listen_gate
+// 0 only in a connection's child; atomic because a second poll thread looks too.
+std::atomic<int32_t> s_fork_result = -1;
+int32_t s_client_count = 0; // live children, as the listening process knows them
+descriptor_set s_watched;   // filled by tcp_port_init
+
+// The request in work and its reply: one buffer, so that the MBAP identifiers are echoed without a copy.
+std::array<uint8_t, k_mb_adu_size> s_buffer;
+uint16_t s_position = 0;
+uint16_t s_expected = k_mb_mbap_size;
+
+// Held for good by the one thread that is in the listening role: a second poll thread, which a loaded board
+// can start, waits here instead of accepting over the same table. A child never takes it.
+pthread_mutex_t s_listen_gate = PTHREAD_MUTEX_INITIALIZER;
+
+bool is_child() { return s_fork_result == 0; }
+
+void reset_reception() {
+    s_position = 0;
+    s_expected = k_mb_mbap_size;
+}
+
+void close_client() {
+    ::close(s_client_socket);
+    fdset_remove(s_watched, s_client_socket);
+}
+
+[[noreturn]] void end_child() {
+    close_client();
+    s_client_count--;
+    std::exit(0);
+}
+
+/// Looks at the header as soon as it is whole. Returns true when exactly one ADU is held.
+bool adu_is_complete() {
+    if (s_position < k_mb_mbap_size) {
+        return false;
+    }
+    const int32_t length = get_be16(&s_buffer[k_at_length]);
+    const int32_t end = length + k_length_end;
+    if (end > static_cast<int32_t>(s_buffer.size())) {
+        end_child();
+    }
+    INVARIANT_AT(s_position <= end, "usTCPBufPos <= (6 + usLength)", "porttcp", 501, "child_process");
+    s_expected = static_cast<uint16_t>(end - s_position);
+    return s_expected == 0;
+}
+
+/// Receives one ADU on the client socket and posts it. Ends the process when the peer has gone.
+bool child_process() {
+    for (;;) {
+        const uint16_t asked = s_expected;
+        const ssize_t got = ::recv(s_client_socket, &s_buffer[s_position], asked, 0);
+        if (got < 0 && errno == EINTR) {
+            continue; // stopped and continued: a socket with a time-out is interrupted by that
+        }
+        if (got <= 0) {
+            end_child();
+        }
+        s_position = static_cast<uint16_t>(s_position + got);
+        s_expected = static_cast<uint16_t>(s_expected - got);
+        if (adu_is_complete()) {
+            break;
+        }
+        if (got < asked) {
+            ::usleep(k_pause_us); // let the rest of a split request gather
+        }
+    }
+    mb_event_post(k_mb_event_frame_received);
+    return true;
+}
+
+/// A client that never sends, or stops within an ADU, ends its child by the receive time-out as silence
+/// between ADUs does by select; one that takes no reply by the send time-out. Without them the child still
+/// ends when the peer closes.
+void limit_silence(int socket) {
+    const timeval limit = {k_tcp_silence_limit_s, 0};
+    ignore_result(::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit));
+    ignore_result(::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit));
+}
+
+void reap_children() {
+    while (s_client_count > 0) {
+        const pid_t pid = ::waitpid(-1, nullptr, WNOHANG);
+        if (pid < 0 && errno == EINTR) {
+            continue;
+        }
+        if (pid <= 0) {
+            break; // none has ended, or (ECHILD) there is none
+        }
+        const int32_t socket = client_table_op(pid, -1, k_client_find);
+        if (socket == -3) {
+            continue;
+        }
+        s_client_count--;
+        fdset_remove(s_watched, socket);
+        client_table_op(pid, -1, k_client_remove_by_pid);
+    }
+}
+
+/// Whether a ready descriptor has nothing behind it: at its end, or (other than the listening socket) without
+/// a peer.
+bool is_dead(int fd) {
+    int pending = 0;
+    if (::ioctl(fd, FIONREAD, &pending) == 0 && pending == 0) {
+        return true;
+    }
+    sockaddr_storage peer = {};
+    socklen_t size = sizeof peer;
+    return fd != s_listen_socket && ::getpeername(fd, reinterpret_cast<sockaddr *>(&peer), &size) != 0;
+}
+
+/// The eleventh peer sees its connection accepted and closed without a byte.
+void refuse_client() {
+    s_client_socket = -1;
+    if (tcp_port_accept()) {
+        close_client();
+        s_client_count--;
+        s_client_socket = -1;
+    }
+}
+
+/// Accepts one client and forks its child. Returns true in the child.
+bool serve_client() {
+    s_client_socket = -1;
+    if (!tcp_port_accept()) {
+        return false; // nobody to serve: a child would end at once, and its end would lower a count that was
+                      // never raised
+    }
+    std::fflush(stdout); // or the child prints it again when it exits
+    s_fork_result = ::fork();
+    if (is_child()) {
+        ::close(s_listen_socket);
+        fdset_remove(s_watched, s_listen_socket);
+        limit_silence(s_client_socket);
+        return true;
+    }
+    client_table_op(s_fork_result, s_client_socket, k_client_add);
+    close_client();
+    s_client_socket = -1;
+    return false;
+}
+
+/// Handles everything select has found ready. Returns true in a new child.
+bool scan_ready(const descriptor_set &ready) {
+    for (int fd = 0; fd <= ready.highest; fd++) {
+        if (!fdset_has(ready, fd)) {
+            continue;
+        }
+        if (is_dead(fd)) {
+            fdset_remove(s_watched, fd);
+            client_table_op(-1, fd, k_client_remove_by_socket);
+        } else if (fd != s_listen_socket) {
+            fdset_remove(s_watched, fd); // standard input with something to read, which nobody here reads
+        } else if (s_client_count >= k_tcp_clients_max) {
+            refuse_client();
+        } else if (serve_client()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void release_held_client() {
+    if (s_client_socket != -1) {
+        tcp_port_release();
+    }
+}
+
+int wait_readable(descriptor_set &ready, time_t seconds) {
+    ready = s_watched;
+    timeval limit = {seconds, 0};
+    return ::select(ready.highest + 1, &ready.bits, nullptr, nullptr, &limit);
+}
+
+/// The listening process: returns in the child of each accepted connection only.
+void listen_for_clients() {
+    descriptor_set ready;
+    for (;;) {
+        reap_children();
+        if (wait_readable(ready, k_reap_interval_s) <= 0) {
+            continue;
+        }
+        if (scan_ready(ready)) {
+            return;
+        }
+        ::usleep(k_pause_us);
+    }
+}
+
+} // namespace
+
+bool tcp_port_init(uint16_t port) {
+    s_listen_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    if (s_listen_socket < 0) {
+        return false;
+    }
+    const int on = 1;
+    if (::setsockopt(s_listen_socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
+        std::exit(1);
+    }
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    address.sin_port = htons(port == 0 ? k_modbus_port : port);
+    if (::bind(s_listen_socket, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        ::listen(s_listen_socket, k_backlog) != 0) {
+        return false;
+    }
+    fdset_clear(s_watched);
+    fdset_add(s_watched,
+              STDIN_FILENO); // watched on purpose: a dead standard input leaves the set at the first scan
+    fdset_add(s_watched, s_listen_socket);
+    client_table_op(-1, -1, k_client_clear);
+    return true;
+}
+
+bool tcp_port_poll() {
+    if (!is_child()) {
+        pthread_mutex_lock(&s_listen_gate);
+        listen_for_clients();
+        return child_process();
+    }
+    descriptor_set ready;
+    if (wait_readable(ready, k_tcp_silence_limit_s) <= 0) {
+        end_child();
+    }
+    return child_process();
+}
+
+bool tcp_port_accept() {
+    if (s_client_socket != -1) {
+        return false;
+    }
+    const int socket = ::accept4(s_listen_socket, nullptr, nullptr, SOCK_CLOEXEC);
+    if (socket == -1) {
+        return false;
+    }
+    if (!fdset_can_hold(socket)) {
+        ::close(socket);
+        return false;
+    }
+    const int on = 1;
+    // A reply is one small segment: waiting to merge it would only delay it.
+    ignore_result(::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on));
+    fdset_add(s_watched, socket);
+    s_client_socket = socket;
+    reset_reception();
+    s_client_count++;
+    return true;
+}
+
+void tcp_port_release() {
+    ignore_result(::recv(s_client_socket, s_buffer.data(), s_buffer.size(), 0)); // drained, whatever it was
+    ::close(s_client_socket);
+    s_client_socket = -1;
+}
+
+bool tcp_port_get_request(uint8_t **adu, uint16_t *length) {
+    *adu = s_buffer.data();
+    *length = s_position;
+    reset_reception();
+    return true;
+}
+
+bool tcp_port_send_response(const uint8_t *data, uint16_t length) {
+    size_t sent = 0;
+    int32_t budget = k_send_retry_budget;
+    bool failed = false;
+    while (sent != length && !failed) {
+        const ssize_t result = ::send(s_client_socket, data + sent, length - sent, 0);
+        if (result > 0) {
+            sent += static_cast<size_t>(result);
+        } else if (result < 0 && errno == EAGAIN && is_child()) {
+            end_child(); // the send time-out
+        } else if (result == 0) {
+            tcp_port_release();
+            failed = true;
+        } else if (budget > 0) {
+            budget -= static_cast<int32_t>(k_send_retry_us);
+            ::usleep(k_send_retry_us);
+        } else {
+            failed = true;
+        }
+    }
+    return sent == length;
+}
+
+void tcp_port_close() {
+    tcp_port_disable();
+    if (s_listen_socket != -1) {
+        ::close(s_listen_socket);
+    }
+}
+
+void tcp_port_disable() {
+    if (is_child()) {
+        release_held_client();
+        return;
+    }
+    // A second poll thread, which could not enable the stack, disables it all the same: the client that the
+    // listening thread is just handing to a child is not its to drain and close.
+    if (pthread_mutex_trylock(&s_listen_gate) == 0) {
+        release_held_client();
+        pthread_mutex_unlock(&s_listen_gate);
+    }
+}

@@ -1,0 +1,171 @@
+#include "modbus/startup.h"
+
+#include "lib/base/result.h"
+#include "lib/base/unique_fd.h"
+#include "modbus/mb.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <iterator>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *k_signal_log = "/tmp/modbus.log";
+constexpr const char *k_pid_directory = "/var/run";
+constexpr const char *k_pid_file = "modbus.pid";
+constexpr mode_t k_pid_file_mode = 0640;
+constexpr mode_t k_log_file_mode = 0666; // less the umask
+constexpr useconds_t k_supervise_interval_us = 1000;
+
+int32_t s_stop_flag = 0; // nothing sets it: the daemon runs until it is ended
+pthread_t s_poll_thread; // the newest one; threads are neither joined nor detached
+
+int32_t s_run_state = k_run_idle; // guarded by s_run_state_mutex (main thread, poll thread)
+pthread_mutex_t s_run_state_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_once_t s_fork_handlers_once = PTHREAD_ONCE_INIT;
+
+// The poll thread forks a child per connection while the main thread looks at the run state every
+// millisecond: a child that inherited the mutex locked by the main thread, which it does not have, would wait
+// for ever.
+void lock_run_state() { pthread_mutex_lock(&s_run_state_mutex); }
+void unlock_run_state() { pthread_mutex_unlock(&s_run_state_mutex); }
+
+void register_fork_handlers() {
+    ignore_result(pthread_atfork(lock_run_state, unlock_run_state, unlock_run_state));
+}
+
+void *poll_thread(void * /*argument*/) {
+    set_run_state(k_run_polling);
+    if (mb_enable() == k_mb_ok) {
+        while (mb_poll() == k_mb_ok && get_run_state() != k_run_stop) {
+        }
+    }
+    mb_disable();
+    set_run_state(k_run_idle);
+    return nullptr;
+}
+
+void close_all_descriptors() {
+    for (int fd = ::getdtablesize(); fd >= 0; fd--) {
+        ::close(fd);
+    }
+}
+
+void open_null_descriptors() {
+    const int fd = ::open("/dev/null", O_RDWR);
+    ignore_result(::dup(fd)); // they are 1 and 2: every descriptor was closed before
+    ignore_result(::dup(fd));
+}
+
+/// Returns the locked pid file, or -1 after saying what failed.
+int open_pid_file() {
+    const int fd = ::open(k_pid_file, O_RDWR | O_CREAT, k_pid_file_mode);
+    if (fd < 0) {
+        std::printf("Can't open.");
+        return -1;
+    }
+    if (::lockf(fd, F_TLOCK, 0) < 0) {
+        std::printf("Can't lock.");
+        return -1; // open on purpose: closing it would drop a lock this process may hold through another
+                   // descriptor
+    }
+    return fd;
+}
+
+} // namespace
+
+int32_t get_run_state() {
+    lock_run_state();
+    const int32_t state = s_run_state;
+    unlock_run_state();
+    return state;
+}
+
+void set_run_state(int32_t value) {
+    lock_run_state();
+    s_run_state = value;
+    unlock_run_state();
+}
+
+bool start_poll_thread() {
+    pthread_once(&s_fork_handlers_once, register_fork_handlers);
+    if (get_run_state() != k_run_idle) {
+        return false;
+    }
+    return pthread_create(&s_poll_thread, nullptr, poll_thread, nullptr) == 0;
+}
+
+void supervise_poll_thread() {
+    do {
+        // A failed creation is tried again at the next round.
+        ignore_result(start_poll_thread());
+        ::usleep(k_supervise_interval_us);
+    } while (s_stop_flag == 0);
+}
+
+void daemonise() {
+    if (::getppid() == 1) {
+        return;
+    }
+    std::fflush(stdout); // or the child prints it again
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        std::printf("fork error.");
+        return;
+    }
+    if (pid > 0) {
+        return;
+    }
+    ignore_result(::setsid()); // a forked child leads no process group, so it cannot fail
+    close_all_descriptors();
+    open_null_descriptors();
+    ignore_result(::chdir(k_pid_directory)); // the file then fails to open, and says so
+    const int fd = open_pid_file();
+    if (fd < 0) {
+        return;
+    }
+    // Not truncated: a longer earlier content keeps its tail.
+    ignore_result(::dprintf(fd, "%d\n", static_cast<int>(::getpid()))); // the lock is what counts
+    for (const int ignored : {SIGCHLD, SIGTSTP, SIGTTOU, SIGTTIN}) {
+        std::signal(ignored, SIG_IGN);
+    }
+    std::signal(SIGHUP, on_signal);
+    std::signal(SIGTERM, on_signal);
+}
+
+void log_line(const char *path, const char *text) {
+    // Runs in a signal handler, and appends in a directory where anybody may have left a link: no stdio,
+    // nothing but a plain file of one name.
+    const unique_fd file(
+        ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, k_log_file_mode));
+    struct stat info = {};
+    if (!file.valid() || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1) {
+        return;
+    }
+    const iovec line[] = {{const_cast<char *>(text), std::strlen(text)}, {const_cast<char *>("\n"), 1}};
+    ignore_result(::writev(file.get(), line, std::size(line))); // there is nowhere to report it to
+}
+
+void on_signal(int signal_number) {
+    const int interrupted_errno = errno;
+    if (signal_number == SIGHUP) {
+        log_line(k_signal_log, "hangup signal catched");
+    } else if (signal_number == SIGTERM) {
+        log_line(k_signal_log, "terminate signal catched");
+        std::exit(0);
+    }
+    errno = interrupted_errno;
+}
+
+bool is_printable(int character) {
+    const int low = character & 0xFF;
+    return low == 0 || (low >= 32 && low <= 126);
+}

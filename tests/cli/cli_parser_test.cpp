@@ -1,0 +1,426 @@
+#include "lib/cli/cli_match.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cli/cli_parser.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <list>
+#include <string>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace {
+
+std::string s_printed;           // since the last look
+std::vector<std::string> s_runs; // what handlers were called with: "NAME: ARG ARG"
+
+} // namespace
+
+// Stands in for the server's, whose output files are not what is tested here.
+int cli_print(const char *format, ...) {
+    char text[4096];
+    va_list arguments;
+    va_start(arguments, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is initialised
+    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    s_printed += text;
+    return length;
+}
+
+namespace {
+
+size_t s_allocations = 0;
+
+} // namespace
+
+// The linker leads the calls of the program and the library here.
+#if __SIZEOF_POINTER__ == 8
+#define REAL_NEW __real__Znwm
+#define WRAP_NEW __wrap__Znwm
+#else
+#define REAL_NEW __real__Znwj
+#define WRAP_NEW __wrap__Znwj
+#endif
+extern "C" {
+void *__real_malloc(size_t size);
+void *__wrap_malloc(size_t size) {
+    s_allocations++;
+    return __real_malloc(size);
+}
+void *REAL_NEW(size_t size);
+void *WRAP_NEW(size_t size) {
+    s_allocations++;
+    return REAL_NEW(size);
+}
+}
+
+namespace {
+
+std::string taken(std::string &text) { return std::exchange(text, ""); }
+
+int32_t note(const char *name, int32_t argc, const char *const *argv) {
+    std::string line = name;
+    for (int32_t i = 0; i < argc; i++) {
+        line += std::string(i == 0 ? ": " : " ") + argv[i];
+    }
+    s_runs.push_back(line);
+    return 0;
+}
+
+template<char Name> int32_t run(int32_t argc, const char *const *argv) {
+    const char name[] = {Name, '\0'};
+    return note(name, argc, argv);
+}
+
+int32_t refuse(int32_t /*argc*/, const char *const * /*argv*/) { return -1; }
+int32_t fail(int32_t /*argc*/, const char *const * /*argv*/) { return 7; }
+
+int32_t enter_mode_9(int32_t /*argc*/, const char *const *argv) {
+    cli_current_session().mode_id = 9;
+    cli_current_session().values[0] = std::stoi(argv[0]);
+    return 0;
+}
+
+/// Installs commands in a mode of their own, which lasts as long as the process, and runs lines there.
+class commands {
+public:
+    explicit commands(std::initializer_list<cli_command> rows) {
+        static std::list<std::vector<cli_command>> s_installed; // for ever, as the parser wants them
+        static int32_t s_next_mode = 100;
+        session.mode_id = s_next_mode++;
+        session.mode_mask = 0x4;
+        for (const cli_command &row : s_installed.emplace_back(rows)) {
+            results.push_back(cli_install(session.mode_id, &row));
+        }
+    }
+
+    /// What came of a line: the handlers that ran, what was printed, the result and the status, by letters:
+    /// "a: x" ran, "W" wrong argument, "-" nothing found.
+    std::string operator()(const std::string &line) {
+        s_runs.clear();
+        const int32_t result = cli_session_execute(&session, line.c_str());
+        const std::string printed = taken(s_printed);
+        if (result == 0) {
+            EXPECT_EQ(0, cli_last_status()) << line;
+            return s_runs.empty() ? "done" : s_runs.back();
+        }
+        EXPECT_EQ(-1, result) << line;
+        if (printed == "% Wrong argument\n") {
+            EXPECT_EQ(0, cli_last_status()) << line;
+            return "W";
+        }
+        EXPECT_EQ("", printed) << line;
+        EXPECT_EQ(0x10001, cli_last_status()) << line;
+        return "-";
+    }
+
+    cli_session session = {};
+    std::vector<int32_t> results;
+
+private:
+};
+
+cli_command command(const char *words, const char *pattern, cli_handler_fn handler, uint32_t mask = 0x4) {
+    return {words, mask, 0, pattern, handler, {}};
+}
+
+struct word_case {
+    const char *pattern;
+    std::vector<const char *> accepted;
+    std::vector<const char *> refused;
+};
+
+TEST(CliMatch, TypesRangesAndAlternatives) {
+    const std::string huge = "4294967297";
+    const std::string wider(400, '9');
+    const word_case cases[] = {
+        {"VLANID", {"1", "4094", "0004094"}, {"0", "4095", "-1", "1x", huge.c_str(), wider.c_str()}},
+        {"DATE", {"1/2/3", "-1/+2/3x", "99/99/9999/"}, {"1/2", "1/2/", "a/1/2", "1-2-3"}},
+        {"TIME", {"1:2:3", "99:99:99rest"}, {"1:2", "1:2:x", "1/2/3"}},
+        {"GROUP_ID", {"0", "007"}, {"-1", "1a", "\xb2"}},
+        {"HEX_VALUE", {"zz1", "0x", "f"}, {"zz", "-", "\xe9"}},
+        {"IPADDR",
+         {"1.2.3.4", "999.1.1.1", "000.0.00.0"},
+         {"1.1.1", "1.1.1.", ".1.1.1", "1..1.1", "1.1.1.1.1", "1.1.1.1.", "1234.1.1.1", "1.1.1.1x", "1.1.1"}},
+        {"IPADDR_MASK",
+         {"1.2.3.4/32", "999.1.1.1/0x", "-12.1.1.1/-5"},
+         {"1.2.3.4/33", "1.2.3.4", "1.2.3/8", "1234.1.1.1/8", "1.2.3.4/", "1.2.3.4/99999999999999999999"}},
+        {"IPV6ADDR",
+         {"1:2:3:4:5:6:7:8", "::::::ffff:0", "1::::::aBcD:8"},
+         {"1:2:3:4:5:6:7", "1:2:3:4:5:6:7:", "1:2:3:4:5:6:7:8:9", "12345:2:3:4:5:6:7:8", "g:2:3:4:5:6:7:8",
+          "::1"}},
+        {"MACADDR",
+         {"00:1b:FE:80:7f:06"},
+         {"0:11:22:33:44:55", "00:11:22:33:44", "00:11:22:33:44:555", "00:11:22:33:44:5g",
+          "00-11-22-33-44-55", "00:11:22:33:44:55:"}},
+        {"SFTP_HOST",
+         {"user1@1.2.3.4", "u@999.1.1.1:22/path", "u@1.2.3.4/", "u@1.2.3.4anything"},
+         {"@1.2.3.4", "u-1@1.2.3.4", "u@1.2.3", "u@1234.2.3.4", "u@host"}},
+        {"<1-60>", {"1", "60", "060"}, {"0", "61", "07x", "+5", huge.c_str(), wider.c_str()}},
+        {"<-5-10>", {"5", "10"}, {"4", "11", "-5"}},
+        {"(enable|disable)", {"enable", "disable"}, {"en", "enabled", "enable|disable", "(enable|disable)"}},
+        {"terminal", {"t", "terminal"}, {"terminals", "T", "erminal"}},
+    };
+    for (const word_case &c : cases) {
+        const cli_pattern_word pattern = cli_classify(c.pattern);
+        for (const char *input : c.accepted) {
+            EXPECT_TRUE(cli_prefix_match(input, pattern)) << c.pattern << " " << input;
+        }
+        for (const char *input : c.refused) {
+            EXPECT_FALSE(cli_prefix_match(input, pattern)) << c.pattern << " " << input;
+        }
+    }
+    for (const char *type : {"STRINGS", "IFNAME", "VLANLISTS", "OID", "URL_PATH", "VERSION"}) {
+        EXPECT_TRUE(cli_prefix_match("\xff;%", cli_classify(type))) << type;
+    }
+    // The exact match takes any number in range, but only the whole text of alternatives.
+    EXPECT_TRUE(cli_exact_match("+5x", cli_classify("<1-60>")));
+    EXPECT_FALSE(cli_exact_match(wider.c_str(), cli_classify("<1-60>")));
+    EXPECT_FALSE(cli_exact_match("enable", cli_classify("(enable|disable)")));
+    EXPECT_TRUE(cli_exact_match("(enable|disable)", cli_classify("(enable|disable)")));
+}
+
+TEST(CliParser, AbbreviationsAmbiguityAndExactWords) {
+    commands run_line{
+        command("configure terminal", nullptr, run<'c'>),
+        command("copy", nullptr, run<'p'>),
+        command("vlan", "VLANID", run<'v'>),
+        command("vlan-stacking", nullptr, run<'s'>),
+        command("show version", nullptr, run<'a'>),
+        command("show vlan", nullptr, run<'b'>),
+        command("clear x", nullptr, run<'x'>, 0x8),
+        command("clear xy", nullptr, run<'y'>,
+                0xC), // through the node "clear", which the first one keeps to mode 0x8
+    };
+    const std::pair<const char *, const char *> cases[] = {
+        {"con t", "c"},   {" configure\tterminal ; as a comment", "c"},
+        {"co t", "-"},                        // configure, copy
+        {"cop", "p"},     {"vlan 3", "v: 3"}, // exact among two
+        {"vla 3", "-"},   {"vlan-", "s"},
+        {"show v", "-"},  {"show ver", "a"},
+        {"sh vl", "b"},   {"vlan 4095", "s: 4095"}, // fits the longer keyword, which takes anything
+        {"vlan", "s"},    {"vlan 3 4", "s: 3 4"},
+        {"unknown", "-"}, {"clear xy", "y"},
+        {"clear x", "y"}, // the shorter one is not of this mode, and does not make it ambiguous
+    };
+    for (const auto &[line, expected] : cases) {
+        EXPECT_EQ(expected, run_line(line)) << line;
+    }
+    run_line.session.mode_mask = 0xC; // now both can be meant, and "x" is exact
+    EXPECT_EQ("x", run_line("clear x"));
+    run_line.session.mode_id = 99999; // nothing is installed there
+    EXPECT_EQ("-", run_line("con t"));
+    EXPECT_EQ(0U, cli_command_count(99999));
+}
+
+TEST(CliParser, AmbiguityIsDecidedAtTheSecondWordThatFits) {
+    // Both "ab" and "abc" fit "ab"; a number fits only the type.
+    commands run_line{command("set", "abc", run<'1'>),     command("set", "ab", run<'2'>),
+                      command("set", "VALUE", run<'3'>),   command("set", "a", run<'4'>),
+                      command("<1-5>", nullptr, run<'5'>), command("<3-9>", nullptr, run<'6'>)};
+    EXPECT_EQ("1: ab", run_line("set ab")); // not ambiguous, so that the first declared that fits is taken
+    EXPECT_EQ("1: a", run_line("set a"));
+    EXPECT_EQ("3: 12", run_line("set 12"));
+    EXPECT_EQ("6", run_line("7"));
+    EXPECT_EQ("5", run_line("4")); // both ranges are exact: the list decides, in its order
+}
+
+TEST(CliParser, CandidatesFallbackAndWrongArguments) {
+    commands run_line{
+        command("show port", nullptr, run<'n'>),
+        command("show port", "<1-12>", run<'p'>),
+        command("show port", "<1-12> detail", run<'d'>),
+        command("reload", nullptr, run<'r'>),
+        command("reload", "IPADDR", nullptr), // declared, not handled
+        command("set", "VALUE", refuse),
+        command("broken", nullptr, nullptr),
+    };
+    const std::pair<const char *, const char *> cases[] = {
+        {"show port", "n"},
+        {"show port 12", "p: 12"},
+        {"show port 12 det", "d: 12 det"},
+        {"show port 13", "W"},       // the last one compared, "<1-12>", failed
+        {"show port 12 other", "W"}, // "... detail" failed
+        {"show port 12 detail x",
+         "n: 12 detail x"}, // all that was compared fits, none in number: the fallback
+        {"reload now", "W"},
+        {"reload 1.2.3.4", "r: 1.2.3.4"}, // the one that fits has no handler
+        {"reload 1.2.3.4 x", "r: 1.2.3.4 x"},
+        {"set 5", "W"}, // by the handler
+        {"broken", "-"},
+        {"broken 5", "-"},
+    };
+    for (const auto &[line, expected] : cases) {
+        EXPECT_EQ(expected, run_line(line)) << line;
+    }
+    commands failing{command("fail", nullptr, fail)};
+    EXPECT_EQ(7, cli_session_execute(&failing.session, "fail"));
+    EXPECT_EQ("", taken(s_printed));
+    EXPECT_EQ(0, cli_last_status());
+    EXPECT_EQ("-", failing(" ; nothing")); // and the status is not the last line's
+}
+
+int32_t do_nothing(int32_t /*argc*/, const char *const * /*argv*/) { return 0; }
+
+TEST(CliParser, ALineAllocatesNothing) {
+    commands run_line{
+        command("set one", "<1-9> (a|b) VLANID IPADDR MACADDR DATE", do_nothing),
+        command("set one", "STRINGS", do_nothing),
+        command("show", nullptr, do_nothing),
+    };
+    const char *const lines[] = {"set o 1 a 12 1.2.3.4 00:11:22:33:44:55 1/2/3", "set one text", "show it",
+                                 "s", "nonsense"};
+    const size_t before = s_allocations;
+    int32_t done = 0;
+    for (const char *line : lines) {
+        done += cli_session_execute(&run_line.session, line) == 0 ? 1 : 0;
+    }
+    EXPECT_EQ(before, s_allocations);
+    EXPECT_EQ(3, done);
+    const std::string allocated(100, 'x');
+    EXPECT_LT(before, s_allocations) << "with " << allocated;
+}
+
+TEST(CliParser, LimitsOfLinesAndDeclarations) {
+    const std::string longest(127, 'w');
+    const std::string too_long(128, 'w');
+    const std::string twenty = "a b c d e f g h i j k l m n o p q r s t";
+    const std::string all_strings =
+        "STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS "
+        "STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS";
+    commands run_line{
+        command(longest.c_str(), nullptr, run<'l'>),
+        command(too_long.c_str(), nullptr, run<'x'>),
+        command(twenty.c_str(), nullptr, run<'t'>),
+        command(twenty.c_str(), "u", run<'u'>),
+        command("echo", all_strings.c_str(), run<'e'>),
+        command("echo", all_strings.c_str(), run<'f'>),
+        command("twice", nullptr, run<'1'>),
+        command("twice", nullptr, run<'2'>),
+        command(" ; only a comment", nullptr, run<'c'>),
+    };
+    EXPECT_EQ((std::vector<int32_t>{0, -1, 0, -1, 0, -1, 0, 0, -1}), run_line.results);
+    EXPECT_EQ("1", run_line("twice")); // of equal ones the first installed
+    EXPECT_EQ("e: 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20",
+              run_line("echo 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22"));
+    EXPECT_EQ("-", run_line("echo " + std::string(5000, 'x')));
+}
+
+TEST(CliParser, SessionsKeepWhatHandlersChange) {
+    commands run_line{command("enter", "VALUE", enter_mode_9)};
+    const int32_t mode = run_line.session.mode_id;
+    EXPECT_EQ("done", run_line("enter 77"));
+    EXPECT_EQ(9, run_line.session.mode_id);
+    EXPECT_EQ(77, run_line.session.values[0]);
+    EXPECT_EQ(0, cli_current_session().mode_id); // put back
+    EXPECT_EQ("done", run_line("!"));
+    EXPECT_EQ(5, run_line.session.mode_id);
+    for (const int32_t outside : {1, 29, mode}) {
+        run_line.session.mode_id = outside;
+        EXPECT_EQ("-", run_line("!")) << outside;
+    }
+    run_line.session.node_kind = 2;
+    EXPECT_EQ("-", run_line("an answer"));
+    cli_set_prompt_handler(2, [](const char *line) { return note(line, 0, nullptr); });
+    cli_set_last_status(0);
+    EXPECT_EQ("an  answer ; whole", run_line("an  answer ; whole"));
+    cli_set_prompt_handler(2, nullptr);
+}
+
+TEST(CliHelp, ListsWhatCanFollow) {
+    static cli_command rows[] = {
+        command("show vlan", nullptr, run<'v'>),    command("show vlan", "VLANID", run<'i'>),
+        command("show version", nullptr, run<'e'>), command("set", "(on|off)", run<'s'>),
+        command("hidden", nullptr, run<'h'>, 0x8),
+    };
+    rows[2].help[0] = "Show."; // the first one in the order of the words
+    rows[0].help[2] = "<cr>            Show all.\n  [VLANID]        Show one.";
+    rows[1].help[1] = "VLANs.";
+    rows[1].help[2] = "A number.";
+    rows[1].help[3] = "<cr>";
+    commands in({rows[0], rows[1], rows[2], rows[3], rows[4]});
+    const auto listed = [&](int32_t offset, std::vector<const char *> words) {
+        const int32_t lines =
+            cli_list_next_words(in.session, offset, static_cast<int32_t>(words.size()), words.data());
+        EXPECT_EQ(lines == 0, s_printed.empty());
+        return taken(s_printed);
+    };
+    EXPECT_EQ("  set             \n  show            Show.\n", listed(1, {}));
+    EXPECT_EQ("  version         \n  vlan            \n", listed(1, {"show"}));
+    EXPECT_EQ("  <cr>            Show all.\n  [VLANID]        Show one.\n  VLANID          A number.\n",
+              listed(1, {"show", "vlan"}));
+    EXPECT_EQ("  <cr>           \n", listed(1, {"show", "vlan", "7"}));
+    EXPECT_EQ("", listed(1, {"sh"})); // unfinished
+    EXPECT_EQ("", listed(1, {"hidden"}));
+    EXPECT_EQ("  version         \n", listed(0, {"show", "version"}));
+    EXPECT_EQ("", listed(0, {}));
+    EXPECT_EQ("", listed(-5, {"show"}));
+    EXPECT_EQ("", listed(2, {"show", "vlan", "7"}));
+}
+
+TEST(CliHelp, HelpsAndCompletesWhileALineIsTyped) {
+    commands in{command("show vlan", "VLANID", run<'v'>), command("show version", nullptr, run<'e'>),
+                command("set", "(on|off|other)", run<'s'>)};
+    const auto help = [&](const char *line) {
+        cli_help_line(in.session, line);
+        return taken(s_printed);
+    };
+    const auto complete = [&](const char *line) {
+        cli_complete_line(in.session, line);
+        return taken(s_printed);
+    };
+    EXPECT_EQ("  set             \n", help("se"));
+    EXPECT_EQ("  version         \n", help("sh ve"));
+    EXPECT_EQ("  VLANID          \n", help("sh vl "));
+    EXPECT_EQ("", help("x "));
+    EXPECT_EQ("set\nshow\n", complete(""));
+    EXPECT_EQ("version\nvlan\n", complete("sh v"));
+    EXPECT_EQ("on\noff\nother\n", complete("set o"));
+    EXPECT_EQ("", complete("show vlan "));
+}
+
+TEST(CliConfig, ReplaysEveryLine) {
+    static const cli_command rows[] = {command("enter", "VALUE", enter_mode_9, 0x4),
+                                       command("line", "STRINGS", run<'l'>, 0x4),
+                                       command("debug", nullptr, run<'d'>, 0x10000)};
+    for (const cli_command &row : rows) {
+        ASSERT_EQ(0, cli_install(5, &row));
+    }
+    static const cli_command inside = command("inner", nullptr, run<'i'>);
+    ASSERT_EQ(0, cli_install(9, &inside));
+    char path[] = "/tmp/cli-config-XXXXXX";
+    ::close(::mkstemp(path));
+    const std::string piece(240, 'x');
+    struct load_case {
+        std::string file;
+        int32_t result;
+        std::vector<std::string> runs;
+    };
+    const load_case cases[] = {
+        {"", 0, {}},
+        {"#one\n\n ; comment\nline a\n", 0, {"l: a"}},
+        {"# more words are a line\nline b\n", -301, {"l: b"}},
+        {"enter 3\ninner\nline c\n! back\nline d", -301, {"i", "l: d"}}, // no "line" in mode 9
+        {"debug\nline e\n", -301, {"l: e"}},
+        // 255 characters are one piece; what follows is a line of its own.
+        {"line " + piece + " ;23456789" + "line f\n", 0, {"l: " + piece, "l: f"}},
+    };
+    cli_set_last_status(42);
+    for (const load_case &c : cases) {
+        std::ofstream(path) << c.file;
+        s_runs.clear();
+        EXPECT_EQ(c.result, cli_load_config(path)) << c.file;
+        EXPECT_EQ(c.runs, s_runs) << c.file;
+        EXPECT_EQ(42, cli_last_status());
+    }
+    ::unlink(path);
+    EXPECT_EQ(-1, cli_load_config(path));
+    s_printed.clear();
+}
+
+} // namespace

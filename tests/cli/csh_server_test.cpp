@@ -1,0 +1,398 @@
+#include "lib/base/unique_fd.h"
+#include "lib/cli/cli_cpu_load.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cli/cli_parser.h"
+#include "lib/cli/csh_message.h"
+#include "lib/cli/csh_server.h"
+#include "lib/cli/evt_chan.h"
+#include "lib/cli/zopsh_timer.h"
+#include "tests/support/private_scenario.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <sstream>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
+
+// The server as its clients see it: a process of its own, with a /tmp and a /var of its own.
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string content(const std::string &path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+void note_step(const std::string &step) { std::ofstream("/tmp/steps", std::ios::app) << step << "\n"; }
+
+// ---- the commands and services of the server under test
+
+int32_t print_words(int32_t argc, const char *const *argv) {
+    for (int32_t i = 0; i < argc; i++) {
+        cli_print("%s\n", argv[i]);
+    }
+    std::thread([] { cli_print("elsewhere\n"); }).join(); // goes to a file of that thread
+    return 0;
+}
+
+int32_t set_status(int32_t /*argc*/, const char *const *argv) {
+    cli_set_last_status(static_cast<int32_t>(std::strtol(argv[0], nullptr, 16)));
+    cli_current_session().values[1] = 99;
+    return 5;
+}
+
+constexpr cli_command k_print = {"print", 0x4, 0, "STRINGS", print_words, {}};
+constexpr cli_command k_status = {"status", 0x4, 0, "HEX_VALUE", set_status, {}};
+
+void install() {
+    EXPECT_EQ(0, cli_install(5, &k_print));
+    EXPECT_EQ(0, cli_install(5, &k_status));
+    note_step("modules");
+}
+
+int32_t run_command(const char *command) {
+    note_step(command);
+    return 0;
+}
+
+csh_startup startup() {
+    csh_startup s = {};
+    s.init_modules = install;
+    s.init_services = [] { note_step(content("/tmp/ttyout-0").empty() ? "services" : "replayed"); };
+    s.run_command = run_command;
+    s.wait_seconds = [](uint32_t seconds) { note_step("wait " + std::to_string(seconds)); };
+    s.uses_dhcp = [] { return true; };
+    s.ready = [] { return content("/tmp/steps").ends_with("wait 1\nwait 1\n"); };
+    s.services.query = [](int32_t flag, const char *text, const cli_session &) {
+        return text[0] == '-' ? -1 : flag * 1000 + static_cast<int32_t>(std::strlen(text));
+    };
+    s.services.make_auxiliary = [](int32_t pid) { return pid + 1; };
+    s.services.take_auxiliary = [](int32_t value) { note_step("auxiliary " + std::to_string(value)); };
+    s.services.authenticate = [](int32_t type, const char *text) { return text[0] == '-' ? -1 : type; };
+    s.services.authenticate_18 = [](int32_t, const char *) { return 180; };
+    return s;
+}
+
+/// A server in a process of its own, which has printed to "/tmp/said".
+class server {
+public:
+    explicit server(const csh_startup &how) {
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            EXPECT_NE(nullptr, std::freopen("/tmp/said", "a", stdout));
+            std::setvbuf(stdout, nullptr, _IOLBF, 0);
+            csh_server_start(how);
+        }
+    }
+    ~server() {
+        ::kill(m_pid, SIGKILL);
+        ::waitpid(m_pid, nullptr, 0);
+    }
+    server(const server &) = delete;
+    server &operator=(const server &) = delete;
+
+private:
+    pid_t m_pid;
+};
+
+sockaddr_un address_of(const std::string &path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    return address;
+}
+
+/// A client's socket, connected to the server as soon as there is one.
+class client {
+public:
+    client() : m_fd(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
+        static int s_number = 0;
+        const sockaddr_un own = address_of("/tmp/csh_client_" + std::to_string(1000000 + s_number++));
+        EXPECT_EQ(0, ::bind(m_fd.get(), reinterpret_cast<const sockaddr *>(&own), sizeof own));
+        const sockaddr_un server = address_of(k_csh_server_path);
+        for (int i = 0; i < 10000; i++) {
+            if (::connect(m_fd.get(), reinterpret_cast<const sockaddr *>(&server), sizeof server) == 0) {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        ADD_FAILURE() << "no server";
+    }
+
+    /// Sends the first `size` bytes of a message; the reply, or one of type -1 when none comes.
+    csh_message exchange(csh_message message, size_t size = sizeof(csh_message)) {
+        std::array<uint8_t, 2 * sizeof(csh_message)> bytes{};
+        std::memcpy(bytes.data(), &message, sizeof message);
+        EXPECT_EQ(static_cast<ssize_t>(size), ::send(m_fd.get(), bytes.data(), size, 0));
+        message = {};
+        message.type = -1;
+        pollfd waiting = {m_fd.get(), POLLIN, 0};
+        if (::poll(&waiting, 1, 20000) == 1) {
+            EXPECT_EQ(sizeof message, ::recv(m_fd.get(), &message, sizeof message, 0));
+        }
+        return message;
+    }
+
+private:
+    unique_fd m_fd;
+};
+
+csh_message request(int32_t type, const std::string &text = "", int32_t pid = 4242) {
+    csh_message message{};
+    message.type = type;
+    message.pid = pid;
+    message.session.mode_mask = 0x4;
+    message.session.mode_id = 5;
+    text.copy(message.text, sizeof message.text);
+    return message;
+}
+
+void serve_everything() {
+    fs::create_directories("/var/config");
+    std::ofstream("/var/config/zopsh_config.save") << "print a b\nprint saved\n";
+    std::ofstream("/tmp/csh_serv") << "in the way"; // of a server that was killed
+    const server running(startup());
+    client c;
+
+    // The start-up, in its order; the readiness is asked for until it is given.
+    csh_message reply = c.exchange(request(99));
+    EXPECT_EQ(1, reply.type);
+    EXPECT_EQ("modules\nreplayed\nwait 5\nifconfig tap0 down\nwait 1\nifconfig tap0 up\nwait 1\nwait 1\n",
+              content("/tmp/steps"));
+    EXPECT_EQ("udhcpc renew fail\n", content("/tmp/said"));
+    EXPECT_EQ("saved\n", content("/tmp/ttyout-0"));
+
+    // A line, twice: the file has the last one's output only. Another thread's went elsewhere.
+    for (const char *word : {"first", "%s%n"}) {
+        reply = c.exchange(request(k_csh_execute, std::string("pri ") + word));
+        EXPECT_EQ(1, reply.type);
+        EXPECT_EQ(0, reply.result1);
+        EXPECT_EQ(0, reply.result2);
+        EXPECT_EQ(std::string("pri ") + word, reply.text) << "left as it came";
+        EXPECT_EQ(std::string(word) + "\n", content("/tmp/ttyout-4242"));
+    }
+    EXPECT_EQ(fs::perms(0600), fs::status("/tmp/ttyout-4242").permissions());
+    reply = c.exchange(request(k_csh_execute, "nonsense"));
+    EXPECT_EQ(0x10001, reply.result1);
+    EXPECT_EQ(-1, reply.result2);
+
+    // Text without an end, short and long messages.
+    reply = c.exchange(request(k_csh_execute, std::string(512, 'x')));
+    EXPECT_EQ(-1, reply.result2);
+    EXPECT_EQ(1, c.exchange(request(4), 3).type);
+    EXPECT_EQ(1, c.exchange(request(99), 600).type);
+    EXPECT_NE(std::string::npos,
+              content("/tmp/said").find("recv size wrong 3 572\nrecv size wrong 600 572\n"));
+
+    // Queries, the auxiliary word, authentication.
+    csh_message asked = request(k_csh_query, "four");
+    asked.flag = 1;
+    EXPECT_EQ(1004U, c.exchange(asked).session.mode_mask);
+    EXPECT_EQ(0x4U, c.exchange(request(k_csh_query, "-")).session.mode_mask) << "no answer, nothing written";
+    EXPECT_EQ(512U, c.exchange(request(k_csh_query, std::string(512, 'x'))).session.mode_mask);
+    asked = request(k_csh_auxiliary);
+    asked.auxiliary = -1;
+    reply = c.exchange(asked);
+    EXPECT_EQ(9, reply.type);
+    EXPECT_EQ(4243, reply.auxiliary);
+    asked.auxiliary = 77;
+    EXPECT_EQ(9, c.exchange(asked).type);
+    EXPECT_TRUE(content("/tmp/steps").ends_with("auxiliary 77\n"));
+    const std::array<int32_t, 3> authentications[] = {{10, 1, 10},  {11, 1, 11}, {12, 1, 12}, {16, 1, 16},
+                                                      {13, 0, -1},  {14, 0, -1}, {17, 0, -1}, {15, 0, -1},
+                                                      {18, 1, 180}, {19, 0, -1}};
+    for (const auto &[type, code, result] : authentications) {
+        reply = c.exchange(request(type, "user"));
+        EXPECT_EQ(code, reply.type) << type;
+        EXPECT_EQ(result, reply.result1) << type;
+    }
+    EXPECT_EQ(0, c.exchange(request(10, "-")).type);
+}
+
+void hold_the_shell() {
+    csh_startup how = startup();
+    how.skip_interface = true;
+    how.ready = nullptr;
+    const server running(how);
+    client c;
+    const std::pair<const char *, bool> statuses[] = {{"10000", false}, {"1006a", true},  {"1006b", true},
+                                                      {"1006c", false}, {"1006d", true},  {"1012b", true},
+                                                      {"1012c", false}, {"1012e", false}, {"1012f", false},
+                                                      {"10130", true},  {"10131", false}};
+    for (const auto &[status, holds] : statuses) {
+        const csh_message reply = c.exchange(request(k_csh_execute, std::string("status ") + status));
+        EXPECT_EQ(1, reply.type);
+        EXPECT_EQ(5, reply.result2);
+        EXPECT_EQ(99, reply.session.values[1]);
+        EXPECT_EQ(std::string::npos, std::string(reply.text).find("status ")) << "told in words";
+        EXPECT_EQ(holds ? 5 : 1, c.exchange(request(99)).type) << status;
+        EXPECT_EQ(holds ? 5 : 9, c.exchange(request(9)).type) << status;
+        EXPECT_EQ(1, c.exchange(request(k_csh_release_busy)).type);
+        EXPECT_EQ(1, c.exchange(request(99)).type) << status;
+    }
+    EXPECT_STREQ("status 1012d", c.exchange(request(k_csh_execute, "status 1012d")).text);
+    EXPECT_TRUE(content("/tmp/steps").starts_with("modules\nservices\nauxiliary"))
+        << "no interface, no waits";
+}
+
+void register_clients() {
+    csh_startup how = startup();
+    how.skip_interface = true;
+    how.ready = nullptr;
+    const server running(how);
+    client c;
+    const pid_t gone = ::fork();
+    if (gone == 0) {
+        ::_exit(0);
+    }
+    ::waitpid(gone, nullptr, 0);
+    const std::string socket_of_gone = "/tmp/csh_client_" + std::to_string(gone);
+    const std::string output_of_gone = "/tmp/ttyout-" + std::to_string(gone);
+    std::ofstream(socket_of_gone) << "x";
+    std::ofstream(output_of_gone) << "x";
+    for (int i = 0; i < 10; i++) {
+        const csh_message reply = c.exchange(request(k_csh_register, "", i == 4 ? gone : ::getpid()));
+        EXPECT_EQ(1, reply.type) << i;
+        EXPECT_EQ((i == 4 ? gone : ::getpid()) + 1, reply.auxiliary);
+    }
+    EXPECT_TRUE(fs::exists(socket_of_gone));
+    EXPECT_EQ(1, c.exchange(request(k_csh_register, "", ::getpid())).type)
+        << "in the place of the one that is gone";
+    EXPECT_FALSE(fs::exists(socket_of_gone) || fs::exists(output_of_gone));
+    EXPECT_EQ(0, c.exchange(request(k_csh_register, "", ::getpid())).type) << "all are alive";
+}
+
+void refuse_planted_files() {
+    csh_startup how = startup();
+    how.skip_interface = true;
+    how.ready = nullptr;
+    const server running(how);
+    client c;
+    std::ofstream("/tmp/victim") << "kept";
+    fs::create_symlink("/tmp/victim", "/tmp/ttyout-1");
+    fs::create_hard_link("/tmp/victim", "/tmp/ttyout-2");
+    ASSERT_EQ(0, ::mkfifo("/tmp/ttyout-3", 0600));
+    fs::create_directory("/tmp/ttyout-4");
+    fs::create_symlink("/tmp/missing", "/tmp/ttyout--5");
+    for (const int32_t pid : {1, 2, 3, 4, -5}) {
+        const csh_message reply = c.exchange(request(k_csh_execute, "print lost", pid));
+        EXPECT_EQ(1, reply.type) << pid;
+        EXPECT_EQ(0, reply.result2) << pid;
+    }
+    EXPECT_EQ("kept", content("/tmp/victim"));
+    EXPECT_FALSE(fs::exists("/tmp/missing"));
+}
+
+TEST(CshServer, ServesEveryRequest) { with_private({"/tmp", "/var"}, serve_everything); }
+TEST(CshServer, StatusesHoldTheShellAndLetItGo) { with_private({"/tmp", "/var"}, hold_the_shell); }
+TEST(CshServer, AnEleventhClientNeedsOneThatIsGone) { with_private({"/tmp", "/var"}, register_clients); }
+TEST(CshServer, PlantedOutputFilesLeadNowhere) { with_private({"/tmp", "/var"}, refuse_planted_files); }
+
+TEST(CshServer, AReplyThatCannotBeSentIsDropped) {
+    int ends[2];
+    ASSERT_EQ(0, ::socketpair(AF_UNIX, SOCK_DGRAM, 0, ends));
+    const csh_message message = request(99);
+    ASSERT_EQ(static_cast<ssize_t>(sizeof message), ::send(ends[0], &message, sizeof message, 0));
+    ::close(ends[0]);
+    testing::internal::CaptureStdout();
+    servMessageDispatcher(ends[1]);
+    EXPECT_EQ("servMessageDispatcher send error\n", testing::internal::GetCapturedStdout());
+    ::close(ends[1]);
+}
+
+// ---- channels, timers, processor load
+
+int s_calls = 0;
+
+TEST(EvtChan, CallbacksChangeTheTable) {
+    ASSERT_EQ(0, evtChanInit());
+    EXPECT_EQ(-1, evtChanAdd(-1, [](int) {}));
+    EXPECT_EQ(-1, evtChanAdd(1024, [](int) {}));
+    int first[2];
+    int second[2];
+    ASSERT_EQ(0, ::pipe(first));
+    ASSERT_EQ(0, ::pipe(second));
+    static int s_other = 0;
+    s_other = second[0];
+    ASSERT_EQ(0, evtChanAdd(first[0], [](int) {
+                  s_calls++;
+                  evtChanDel(s_other);
+              }));
+    ASSERT_EQ(0, evtChanAdd(second[0], [](int) { s_calls += 100; }));
+    EXPECT_EQ(-1, evtChanAdd(second[0], [](int) {}));
+    ASSERT_EQ(1, ::write(first[1], "x", 1));
+    ASSERT_EQ(1, ::write(second[1], "x", 1));
+    evtChanWait();
+    EXPECT_EQ(1, s_calls) << "the second was removed before its turn";
+    ASSERT_EQ(0, evtChanAdd(second[0], [](int) { s_calls += 100; }));
+    ::close(first[0]); // a channel that was closed is dropped, and the other one served
+    evtChanWait();
+    evtChanWait();
+    EXPECT_EQ(101, s_calls);
+    ::close(first[1]);
+    ::close(second[0]);
+    ::close(second[1]);
+    ASSERT_EQ(0, evtChanInit());
+}
+
+std::vector<std::pair<int32_t, int32_t>> s_timer_calls;
+
+TEST(ZopshTimer, AddsAndCalls) {
+    const auto note = [](zopsh_timer_table *table, int32_t argument, int32_t index) {
+        EXPECT_NE(nullptr, table);
+        s_timer_calls.emplace_back(argument, index);
+    };
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(-1, zopsh_timer_add_event("123456789012345678901", 1, note));
+    EXPECT_EQ(-1, zopsh_timer_add_event("", 1, note));
+    EXPECT_EQ(0, zopsh_timer_add_event("12345678901234567890", 2, note));
+    EXPECT_EQ(-1, zopsh_timer_add_event("12345678901234567890", 2, note));
+    for (const char *name : {"b", "c", "d", "e"}) {
+        EXPECT_EQ(0, zopsh_timer_add_event(name, 100, note));
+    }
+    EXPECT_EQ(-1, zopsh_timer_add_event("f", 1, note));
+    const std::string said = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(said.starts_with("Name is too long!Duplicate timer!Duplicate timer!zopsh_timer_add_event,"))
+        << said;
+    EXPECT_TRUE(said.ends_with(": Timer table full!\n")) << said;
+    for (int i = 0; i < 5; i++) {
+        zopsh_timer_tick();
+    }
+    EXPECT_EQ((std::vector<std::pair<int32_t, int32_t>>{{40, 0}, {40, 0}}), s_timer_calls);
+}
+
+TEST(CpuLoad, IsTheBusyShareInHundredthsOfAPercent) {
+    with_private({"/tmp"}, [] {
+        const auto sample = [](const std::string &stat) {
+            std::ofstream("/tmp/stat") << stat << std::flush;
+            cli_cpu_sample();
+        };
+        std::ofstream("/tmp/stat") << "";
+        ASSERT_EQ(0, ::mount("/tmp/stat", "/proc/stat", nullptr, MS_BIND, nullptr));
+        sample("cpu  100 0 50 800 50 0 0 0 7 7\ncpu0 1 1 1 1\n");
+        sample("cpu  130 3 60 1000 57 1 2 3 7 7\n"); // of 256, 49 were neither idle nor waiting
+        EXPECT_EQ(1914, cli_cpu_load());
+        cli_cpu_sample();
+        EXPECT_EQ(0, cli_cpu_load()) << "nothing has changed";
+        sample("cpu  9000000130 3 60 1000 57 1 2 3\n");
+        EXPECT_EQ(10000, cli_cpu_load()) << "more than 32 bits hold";
+        sample("");
+        EXPECT_EQ(0, cli_cpu_load()) << "cannot be read";
+    });
+}
+
+} // namespace

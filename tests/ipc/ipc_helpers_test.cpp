@@ -1,0 +1,102 @@
+#include "lib/ipc/ipc_hash.h"
+#include "lib/ipc/ipc_list.h"
+#include "lib/ipc/ipc_log.h"
+#include "tests/support/syslog_capture.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <syslog.h>
+#include <thread>
+
+TEST(IpcLog, EveryPriorityArrivesUnderTheIdent) {
+    errno = EAGAIN;
+    ipc_log_err("%s: %d", "e", 1);
+    ipc_log_warn("%s", "100%d");
+    ipc_log_notice("n");
+    ipc_log_info("i");
+    ipc_log_debug("d");
+    ipc_log_alloc_limit();
+    EXPECT_EQ(EAGAIN, errno) << "callers look at it behind a log line";
+    const char *crossed = "Dynamic allocation limit crossed, it may be a memory leak in the daemon\n";
+    const std::pair<int, const char *> expected[] = {{LOG_ERR, "e: 1"}, {LOG_WARNING, "100%d"},
+                                                     {LOG_NOTICE, "n"}, {LOG_INFO, "i"},
+                                                     {LOG_DEBUG, "d"},  {LOG_DEBUG, crossed}};
+    const std::vector<syslog_line> lines = syslog_take();
+    ASSERT_EQ(std::size(expected), lines.size());
+    for (size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_EQ("zop_serv", lines[i].ident);
+        EXPECT_EQ(LOG_PID | LOG_CONS | LOG_NDELAY, lines[i].options);
+        EXPECT_EQ(LOG_SYSLOG, lines[i].facility);
+        EXPECT_EQ(expected[i].first, lines[i].priority);
+        EXPECT_EQ(expected[i].second, lines[i].text);
+    }
+}
+
+TEST(IpcLog, ThreadsNeverWriteWithoutTheIdent) {
+    const auto write_many = [] {
+        for (int i = 0; i < 200; ++i) {
+            ipc_log_info("line");
+        }
+    };
+    std::thread other(write_many);
+    write_many();
+    other.join();
+    for (const syslog_line &line : syslog_take()) {
+        ASSERT_EQ("zop_serv", line.ident);
+    }
+}
+
+TEST(IpcLog, ErrorNumbersWithoutATextAreUnknown) {
+    EXPECT_STREQ("Bad file descriptor", safe_strerror(EBADF));
+    EXPECT_STREQ("Unknown error", safe_strerror(9999));
+    EXPECT_STREQ("Unknown error", safe_strerror(-1));
+}
+
+TEST(IpcList, DeletesTheFirstHolderWhereverItStands) {
+    char a[] = "a";
+    char b[] = "b";
+    char c[] = "c";
+    ipc_list list{};
+    for (char *word : {a, b, c, b, static_cast<char *>(nullptr)}) {
+        EXPECT_EQ(word != nullptr, ipc_list_add(&list, word));
+    }
+    const std::pair<char *, std::string> steps[] = {{b, "acb"}, {b, "ac"}, {a, "c"}, {c, ""}};
+    for (const auto &[word, left] : steps) {
+        EXPECT_TRUE(ipc_list_delete(&list, word));
+        std::string forward;
+        std::string backward;
+        for (const ipc_list_node *node = list.head; node != nullptr; node = node->next) {
+            forward += static_cast<const char *>(node->data);
+        }
+        for (const ipc_list_node *node = list.tail; node != nullptr; node = node->prev) {
+            backward.insert(0, static_cast<const char *>(node->data));
+        }
+        EXPECT_EQ(left, forward);
+        EXPECT_EQ(left, backward);
+        EXPECT_EQ(left.size(), list.count);
+    }
+    EXPECT_FALSE(ipc_list_delete(&list, a));
+    ipc_list_add(&list, strdup("freed with its node, or the address sanitizer finds it"));
+    ipc_list_delete_all(&list);
+    EXPECT_EQ(0U, list.count);
+}
+
+TEST(IpcHash, NewEntriesComeToTheHeadOfTheirChain) {
+    const auto key = [](const void *data) { return *static_cast<const uintptr_t *>(data); };
+    const auto same = [](const void *a, const void *b) { return a == b; };
+    const auto keep = [](const void *data) { return const_cast<void *>(data); };
+    ipc_hash *hash = ipc_hash_new(1011, key, same);
+    const uintptr_t second = UINTPTR_MAX; // its low 32 bits name another bucket
+    const uintptr_t first = UINTPTR_MAX % 1011;
+    EXPECT_EQ(nullptr, ipc_hash_get(hash, &first, nullptr));
+    EXPECT_EQ(nullptr, ipc_hash_get(hash, &first, [](const void *) -> void * { return nullptr; }));
+    EXPECT_EQ(&first, ipc_hash_get(hash, &first, keep));
+    EXPECT_EQ(&second, ipc_hash_get(hash, &second, keep));
+    EXPECT_EQ(&first, ipc_hash_get(hash, &first, keep));
+    EXPECT_EQ(2U, hash->count);
+    EXPECT_EQ(&second, hash->index[first]->data);
+    EXPECT_EQ(&first, hash->index[first]->next->data);
+    ipc_hash_free(hash, nullptr);
+}

@@ -1,0 +1,358 @@
+#include "modbus/mb.h"
+#include "modbus/porttcp.h"
+#include "tests/support/modbus_client.h"
+#include "tests/support/slave_process.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+using steady = std::chrono::steady_clock;
+
+/// What the transport's calls have shown, over all processes of a test.
+struct observed {
+    std::atomic<int> forks;
+    std::atomic<int> exits_0;
+    std::atomic<int> aborts;
+    std::atomic<int> other_ends;
+    std::atomic<int64_t> longest_wait_s;  // that select was asked for: the children's
+    std::atomic<int64_t> shortest_wait_s; // the listener's
+    std::atomic<int> undelayed;           // sockets that send without delay
+    std::atomic<int64_t> receive_limit_s;
+};
+
+observed &shared() {
+    static auto *s_shared = static_cast<observed *>(
+        ::mmap(nullptr, sizeof(observed), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    return *s_shared;
+}
+
+std::function<void()> s_before_fork; // called once, where the slave forks next
+
+constexpr int64_t k_time_factor = 100;      // the transport's seconds pass this much faster
+constexpr int64_t k_client_patience_s = 10; // the test client's receive time-out, which stays as it is
+
+timeval faster(const timeval &time) {
+    const int64_t us = (int64_t{time.tv_sec} * 1000000 + time.tv_usec) / k_time_factor;
+    return {us / 1000000, static_cast<suseconds_t>(us % 1000000)};
+}
+
+} // namespace
+
+#ifdef __arm__
+#define SELECT     "__select64"
+#define SETSOCKOPT "__setsockopt64"
+#else
+#define SELECT     "select"
+#define SETSOCKOPT "setsockopt"
+#endif
+
+extern "C" {
+
+int real_select(int, fd_set *, fd_set *, fd_set *, timeval *) asm("__real_" SELECT);
+int wrap_select(int, fd_set *, fd_set *, fd_set *, timeval *) asm("__wrap_" SELECT);
+int wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *limit) {
+    shared().longest_wait_s = std::max<int64_t>(shared().longest_wait_s, limit->tv_sec);
+    shared().shortest_wait_s = std::min<int64_t>(shared().shortest_wait_s, limit->tv_sec);
+    *limit = faster(*limit);
+    return real_select(count, read, write, except, limit);
+}
+
+int real_setsockopt(int, int, int, const void *, socklen_t) asm("__real_" SETSOCKOPT);
+int wrap_setsockopt(int, int, int, const void *, socklen_t) asm("__wrap_" SETSOCKOPT);
+int wrap_setsockopt(int fd, int level, int name, const void *value, socklen_t size) {
+    timeval limit = {};
+    if (level == SOL_SOCKET && (name == SO_RCVTIMEO || name == SO_SNDTIMEO)) {
+        limit = *static_cast<const timeval *>(value);
+    }
+    if (level == IPPROTO_TCP && name == TCP_NODELAY) {
+        shared().undelayed += *static_cast<const int *>(value);
+    }
+    if (limit.tv_sec <= k_client_patience_s) {
+        return real_setsockopt(fd, level, name, value, size);
+    }
+    shared().receive_limit_s = limit.tv_sec;
+    const timeval scaled = faster(limit);
+    return real_setsockopt(fd, level, name, &scaled, sizeof scaled);
+}
+
+pid_t __real_fork();
+pid_t __wrap_fork() {
+    if (s_before_fork) {
+        std::exchange(s_before_fork, {})();
+    }
+    shared().forks++;
+    return __real_fork();
+}
+
+pid_t __real_waitpid(pid_t pid, int *status, int options);
+pid_t __wrap_waitpid(pid_t pid, int *status, int options) {
+    int own_status = 0;
+    const pid_t result = __real_waitpid(pid, &own_status, options);
+    if (status != nullptr) {
+        *status = own_status;
+    } else if (result > 0) {
+        const bool clean = WIFEXITED(own_status) && WEXITSTATUS(own_status) == 0;
+        const bool aborted = WIFSIGNALED(own_status) && WTERMSIG(own_status) == SIGABRT;
+        (clean ? shared().exits_0 : aborted ? shared().aborts : shared().other_ends)++;
+    }
+    return result;
+}
+
+} // extern "C"
+
+namespace {
+
+const octets k_read_2000 = {0x03, 0x07, 0xCF, 0x00, 0x01};
+const octets k_zero = {0x03, 0x02, 0x00, 0x00};
+
+bool eventually(const std::function<bool()> &condition) {
+    const auto deadline = steady::now() + std::chrono::seconds(20);
+    while (!condition()) {
+        if (steady::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+class transport : public testing::Test {
+protected:
+    transport() {
+        shared().forks = 0;
+        shared().exits_0 = 0;
+        shared().aborts = 0;
+        shared().other_ends = 0;
+        shared().longest_wait_s = 0;
+        shared().shortest_wait_s = INT64_MAX;
+        shared().undelayed = 0;
+    }
+    /// Whether `count` children have ended with exit(0) and none otherwise.
+    static bool ended_cleanly(int count) {
+        return eventually(
+                   [&] { return shared().exits_0 + shared().aborts + shared().other_ends >= count; }) &&
+               shared().exits_0 == count && shared().aborts == 0 && shared().other_ends == 0;
+    }
+};
+
+octets header(uint16_t length) {
+    return {0, 7, 0, 0, static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length), 17};
+}
+
+} // namespace
+
+using Transport = transport;
+
+TEST_F(Transport, ServesARequestThatComesByteByByte) {
+    const slave_process slave;
+    modbus_client client(slave.port());
+    const octets adu = make_adu(0x0102, k_read_2000);
+    for (const uint8_t byte : adu) {
+        ASSERT_TRUE(client.send({byte}));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(make_adu(0x0102, k_zero), client.receive(make_adu(0, k_zero).size()));
+}
+
+TEST_F(Transport, PausesForTheRestOfASplitRequestOnly) {
+    const slave_process slave;
+    modbus_client client(slave.port());
+    auto fastest = steady::duration::max();
+    for (int i = 0; i < 20; i++) {
+        const auto asked = steady::now();
+        ASSERT_EQ(k_zero, client.exchange(k_read_2000));
+        fastest = std::min(fastest, steady::now() - asked);
+    }
+    EXPECT_LT(fastest, std::chrono::milliseconds(10));
+
+    const octets adu = make_adu(1, k_read_2000);
+    const auto start = steady::now();
+    client.send({adu.begin(), adu.begin() + 3});
+    std::this_thread::sleep_for(std::chrono::milliseconds(2)); // less than the pause
+    client.send({adu.begin() + 3, adu.end()});
+    EXPECT_EQ(make_adu(1, k_zero), client.receive(make_adu(0, k_zero).size()));
+    EXPECT_GE(steady::now() - start, std::chrono::milliseconds(10));
+}
+
+TEST_F(Transport, AnswersTwoRequestsOfOneSegmentInOrder) {
+    const slave_process slave;
+    modbus_client client(slave.port());
+    octets both = make_adu(1, k_read_2000);
+    const octets second = make_adu(2, {0x2B, 0x0E});
+    both.insert(both.end(), second.begin(), second.end());
+    ASSERT_TRUE(client.send(both));
+    octets expected = make_adu(1, k_zero);
+    const octets refusal = make_adu(2, {0xAB, 0x01});
+    expected.insert(expected.end(), refusal.begin(), refusal.end());
+    EXPECT_EQ(expected, client.receive(expected.size()));
+}
+
+TEST_F(Transport, AnotherProtocolGetsNoReplyAndTheNextRequestDoes) {
+    const slave_process slave;
+    modbus_client client(slave.port());
+    octets wrong = make_adu(1, k_read_2000);
+    wrong[3] = 1;
+    ASSERT_TRUE(client.send(wrong));
+    wrong[3] = 0;
+    wrong[2] = 1;
+    ASSERT_TRUE(client.send(wrong));
+    EXPECT_EQ(k_zero, client.exchange(k_read_2000));
+}
+
+TEST_F(Transport, LengthOneIsAnEmptyPduWhoseFunctionIsWhatTheBufferHolds) {
+    const slave_process slave;
+    modbus_client client(slave.port());
+    ASSERT_TRUE(client.send(header(1)));
+    EXPECT_EQ((octets{0, 7, 0, 0, 0, 3, 17, 0x80, 0x01}),
+              client.receive(9)); // a fresh buffer: function code 0
+    ASSERT_EQ((octets{0x11}), client.exchange({0x11}));
+    ASSERT_TRUE(client.send(header(1)));
+    EXPECT_EQ((octets{0, 7, 0, 0, 0, 2, 17, 0x11}), client.receive(8));
+}
+
+TEST_F(Transport, TheLongestAduIsServedAndALongerOneEndsTheConnection) {
+    const slave_process slave;
+    modbus_client client(slave.port());
+    octets pdu(256, 0xEE);
+    const octets write = {0x10, 0x07, 0xCF, 0x00, 120, 240};
+    std::copy(write.begin(), write.end(), pdu.begin());
+    EXPECT_EQ((octets{0x10, 0x07, 0xCF, 0x00, 120}), client.exchange(pdu));
+    EXPECT_EQ(0xEEEE, client.read(3, 2119, 1).at(0));
+
+    for (const uint16_t length : std::initializer_list<uint16_t>{258, 65535}) {
+        modbus_client other(slave.port());
+        ASSERT_TRUE(other.send(header(length)));
+        EXPECT_TRUE(other.is_closed_by_peer()) << length;
+    }
+    EXPECT_TRUE(ended_cleanly(2));
+}
+
+TEST_F(Transport, LengthZeroAbortsThatChildAlone) {
+    slave_process slave;
+    modbus_client bystander(slave.port());
+    ASSERT_EQ(k_zero, bystander.exchange(k_read_2000));
+    modbus_client client(slave.port());
+    ASSERT_TRUE(client.send(header(0)));
+    EXPECT_TRUE(client.is_closed_by_peer());
+    EXPECT_EQ("porttcp:501: child_process: Assertion `usTCPBufPos <= (6 + usLength)' failed.",
+              slave.read_error_line());
+    EXPECT_TRUE(eventually([] { return shared().aborts == 1; }));
+    EXPECT_EQ(k_zero, bystander.exchange(k_read_2000));
+}
+
+TEST_F(Transport, TenClientsAreServedTheEleventhIsClosedUntilOneLeaves) {
+    const slave_process slave;
+    std::vector<std::unique_ptr<modbus_client>> clients;
+    for (int i = 0; i < 10; i++) {
+        clients.push_back(std::make_unique<modbus_client>(slave.port()));
+        ASSERT_EQ(k_zero, clients.back()->exchange(k_read_2000)) << i;
+    }
+    for (int i = 0; i < 3; i++) {
+        modbus_client refused(slave.port());
+        EXPECT_TRUE(refused.is_closed_by_peer());
+    }
+    EXPECT_EQ(k_zero, clients.front()->exchange(k_read_2000));
+    clients.pop_back();
+    EXPECT_TRUE(ended_cleanly(1)); // reaped without a new client coming
+    modbus_client next(slave.port());
+    EXPECT_EQ(k_zero, next.exchange(k_read_2000));
+}
+
+TEST_F(Transport, HoldingRegistersBelongToTheirConnection) {
+    const slave_process slave;
+    modbus_client one(slave.port());
+    EXPECT_EQ((octets{0x06, 0x07, 0xCF, 0x12, 0x34}), one.exchange({0x06, 0x07, 0xCF, 0x12, 0x34}));
+    EXPECT_EQ(0x1234, one.read(3, 2000, 1).at(0));
+    modbus_client other(slave.port());
+    EXPECT_EQ(0, other.read(3, 2000, 1).at(0));
+}
+
+TEST_F(Transport, ASecondPollThreadHarmsNoClientThatIsBeingAccepted) {
+    const slave_process slave([] {
+        s_before_fork = [] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the request is there
+            std::thread([] {
+                EXPECT_EQ(k_mb_illegal_state, mb_enable());
+                EXPECT_EQ(k_mb_ok, mb_disable());
+            }).join();
+        };
+    });
+    modbus_client client(slave.port());
+    EXPECT_EQ(k_zero, client.exchange(k_read_2000));
+    EXPECT_EQ(k_zero, client.exchange(k_read_2000));
+}
+
+TEST_F(Transport, SilenceEndsAChild) {
+    const slave_process slave;
+    modbus_client never(slave.port()); // never sends a byte
+    modbus_client stops(slave.port()); // stops within an ADU
+    ASSERT_TRUE(stops.send({0, 1, 0, 0, 0}));
+    modbus_client idle(slave.port()); // goes quiet after a request
+    ASSERT_EQ(k_zero, idle.exchange(k_read_2000));
+    EXPECT_TRUE(never.is_closed_by_peer());
+    EXPECT_TRUE(stops.is_closed_by_peer());
+    EXPECT_TRUE(idle.is_closed_by_peer());
+    EXPECT_TRUE(ended_cleanly(3));
+    EXPECT_EQ(300, shared().longest_wait_s);
+    EXPECT_EQ(5, shared().shortest_wait_s) << "in which the listener reaps";
+    EXPECT_EQ(3, shared().undelayed);
+    EXPECT_EQ(300, shared().receive_limit_s);
+}
+
+TEST_F(Transport, AClientThatTakesNoRepliesIsEnded) {
+    const slave_process slave;
+    modbus_client client(slave.port());
+    const timeval short_patience = {0, 200000};
+    ::setsockopt(client.fd(), SOL_SOCKET, SO_SNDTIMEO, &short_patience, sizeof short_patience);
+    const octets adu = make_adu(1, {0x03, 0x07, 0xCF, 0x00, 125});
+    while (client.send(adu)) {
+    }
+    EXPECT_TRUE(ended_cleanly(1));
+}
+
+TEST_F(Transport, AFailedAcceptForksNothing) {
+    const slave_process slave([] {
+        const rlimit none = {3, 64}; // only the standard descriptors
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    });
+    const modbus_client client(slave.port());
+    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // some rounds of the listener
+    EXPECT_EQ(1, shared().forks);                                // the slave's own
+    const rlimit enough = {64, 64};
+    ASSERT_EQ(0, ::prlimit(slave.pid(), RLIMIT_NOFILE, &enough, nullptr));
+    modbus_client next(slave.port());
+    EXPECT_EQ(k_zero, next.exchange(k_read_2000));
+}
+
+TEST_F(Transport, ADescriptorThatSelectCannotWatchIsClosed) {
+    in_fresh_process([] {
+        const uint16_t port = free_port();
+        ASSERT_TRUE(tcp_port_init(port));
+        const rlimit limit = {FD_SETSIZE + 16, FD_SETSIZE + 16};
+        ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
+        const modbus_client low(port);
+        while (::dup(STDOUT_FILENO) < FD_SETSIZE - 1) {
+        }
+        modbus_client high(port);
+        EXPECT_FALSE(tcp_port_accept()); // `low`, whose descriptor here would be 1025
+        EXPECT_FALSE(tcp_port_accept());
+        EXPECT_TRUE(high.is_closed_by_peer());
+    });
+}

@@ -1,0 +1,304 @@
+#include "lib/cli/csh_message.h"
+#include "tests/support/child_process.h"
+#include "tests/support/private_scenario.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <pty.h>
+#include <regex>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <termios.h>
+#include <thread>
+
+// The shell as its users meet it: zopsh at a terminal or in a script, with the management process behind it.
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// zop_serv, ready: its shell answers and its IPC socket listens.
+class management {
+public:
+    management() : m_process(own_program("zop_serv", {"--desk"}), -1) {
+        for (int i = 0; i < 10000 && !fs::exists("/tmp/csh_serv"); i++) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        EXPECT_TRUE(fs::exists("/tmp/csh_serv") && fs::exists("/tmp/ipc_zop_serv_addr"));
+    }
+    void end() {
+        m_process.terminate();
+        EXPECT_EQ(0, m_process.wait());
+    }
+
+private:
+    child_process m_process;
+};
+
+/// zopsh at a terminal of its own.
+class terminal {
+public:
+    explicit terminal(unsigned short rows) {
+        const winsize size = {rows, 80, 0, 0};
+        m_pid = ::forkpty(&m_fd, nullptr, nullptr, &size);
+        if (m_pid == 0) {
+            ::setenv("TERM", "dumb", 1);
+            // What the library of the line editing keeps of its key names for ever is not zopsh's to free.
+            std::ofstream("/tmp/leaks") << "leak:wcsdup\n";
+            ::setenv("LSAN_OPTIONS", "suppressions=/tmp/leaks:print_suppressions=0", 1);
+            std::vector<std::string> command = own_program("zopsh");
+            char *arguments[] = {command[0].data(), nullptr};
+            ::execv(arguments[0], arguments);
+            ::_exit(127);
+        }
+    }
+    ~terminal() {
+        if (m_pid > 0) {
+            ::kill(m_pid, SIGKILL);
+            ::waitpid(m_pid, nullptr, 0);
+        }
+        ::close(m_fd);
+    }
+    terminal(const terminal &) = delete;
+    terminal &operator=(const terminal &) = delete;
+
+    [[nodiscard]] pid_t pid() const { return m_pid; }
+    void resize(unsigned short rows) const {
+        const winsize size = {rows, 80, 0, 0};
+        EXPECT_EQ(0, ::ioctl(m_fd, TIOCSWINSZ, &size));
+    }
+    [[nodiscard]] bool is_cooked() const {
+        termios settings{};
+        EXPECT_EQ(0, ::tcgetattr(m_fd, &settings));
+        return (settings.c_lflag & (ICANON | ECHO)) == (ICANON | ECHO);
+    }
+
+    void type(const std::string &keys) const {
+        EXPECT_EQ(static_cast<ssize_t>(keys.size()), ::write(m_fd, keys.data(), keys.size()));
+    }
+
+    /// What appears up to and with a text. A failure when it has not come after 20 s, and from then on every
+    /// text is missed at once.
+    std::string until(const std::string &text) {
+        std::string seen;
+        while (!seen.ends_with(text) && !m_lost) {
+            const int byte = next();
+            m_lost = byte < 0;
+            seen += static_cast<char>(byte);
+        }
+        EXPECT_FALSE(m_lost) << "no \"" << text << "\" in \"" << seen << "\"";
+        return seen;
+    }
+
+    /// The program's wait status; -1 when it does not end.
+    int wait() {
+        while (next() >= 0) {
+        }
+        int status = -1;
+        for (int i = 0; i < 4000 && m_pid > 0; i++) {
+            if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
+                m_pid = -1;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return status;
+    }
+
+private:
+    /// The next byte; -1 when the terminal is closed or silent for 20 s.
+    int next() const {
+        pollfd waiting = {m_fd, POLLIN, 0};
+        unsigned char byte = 0;
+        return ::poll(&waiting, 1, 20000) == 1 && ::read(m_fd, &byte, 1) == 1 ? byte : -1;
+    }
+
+    int m_fd = -1;
+    pid_t m_pid = -1;
+    bool m_lost = false;
+};
+
+bool left_files(pid_t pid) {
+    return fs::exists("/tmp/csh_client_" + std::to_string(pid)) ||
+           fs::exists("/tmp/ttyout-" + std::to_string(pid));
+}
+
+command_result zopsh(const std::vector<std::string> &arguments) {
+    return run_command(own_program("zopsh", arguments));
+}
+
+void run_scripts() {
+    EXPECT_EQ(2, zopsh({"-c", "show version"}).status) << "no server";
+    management server;
+    command_result result = zopsh({"-c", "conf t", "-c", "vlan 12", "-c", "show cpu load", "-c", "end"});
+    EXPECT_EQ(0, result.status);
+    EXPECT_TRUE(std::regex_match(result.output, std::regex("CPU load +: [0-9]+\\.[0-9]{2} %\n")))
+        << result.output;
+
+    const std::pair<const char *, const char *> wrong[] = {
+        {"show xyz", "  show xyz\n       ^ unknown here; ? lists what fits\n"},
+        {"s version", "  s version\n  ^ ambiguous: set, show\n"},
+        {"show", "  show\n      ^ incomplete; ? lists what can follow\n"},
+        {"set length 1", "% Invalid value\n\n"},
+    };
+    for (const auto &[line, text] : wrong) {
+        result = zopsh({"-c", line});
+        EXPECT_EQ(1, result.status) << line;
+        EXPECT_EQ(text, result.output);
+    }
+    result = zopsh({"-c", "wrong", "-c", "show modes", "-c", "exit", "-c", "never"});
+    EXPECT_EQ(1, result.status) << "the others are run, up to the end of the session";
+    EXPECT_NE(std::string::npos, result.output.find("interface range"));
+    EXPECT_EQ(std::string::npos, result.output.find("never"));
+
+    std::ofstream("/tmp/lines")
+        << "configure terminal\n\n; a comment\ninterface range gigabitethernet1/0/ 1,3-13\n";
+    child_process script(own_program("zopsh"), ::open("/tmp/lines", O_RDONLY));
+    EXPECT_EQ(1, script.wait());
+    EXPECT_EQ("% Ports are 1 to 12, as in 1,3-5\n", script.read_all());
+    result = zopsh({"-c", "show version twice"});
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("% Wrong argument\n", result.output);
+    server.end();
+    EXPECT_FALSE(fs::exists("/tmp/csh_serv") || fs::exists("/tmp/ipc_zop_serv_addr"));
+    for (const auto &entry : fs::directory_iterator("/tmp")) {
+        EXPECT_EQ("/tmp/lines", entry.path()) << "left behind";
+    }
+}
+
+void type_lines() {
+    management server;
+    terminal at(8);
+    at.until("# ");
+    at.type("?");
+    const std::string help = at.until("# ");
+    EXPECT_NE(std::string::npos, help.find("configure       Configure the switch."));
+    at.type("conf\tte\t\r"); // each completed
+    at.until("configure terminal \r\n");
+    at.until("(config)# ");
+    at.type("s\t"); // "set" and "show"
+    EXPECT_NE(std::string::npos, at.until("(config)# s").find("  set\r\n  show\r\n"));
+    at.type("how nonsense\x03");
+    at.until("^C\r\n");
+    at.until("(config)# ");
+    at.type("end\r");
+    at.until("# ");
+
+    // Six lines of text on a screen of eight fit; after "set length 4" they come by three, then a line, then
+    // none.
+    at.type("set length 4\r");
+    at.until("# ");
+    at.type("show system-info\r");
+    at.until("Device type");
+    EXPECT_EQ(std::string::npos, at.until(" --More-- ").find("IP address"));
+    at.type("\r");
+    EXPECT_NE(std::string::npos, at.until(" --More-- ").find("IP address"));
+    at.type("q");
+    EXPECT_EQ(std::string::npos, at.until("# ").find("System up"));
+    at.type("set length 100\r");
+    at.until("# ");
+    at.resize(5); // four lines of text now
+    at.type("show system-info\r");
+    EXPECT_EQ(std::string::npos, at.until(" --More-- ").find("Subnet mask"));
+    at.type("q");
+    at.until("# ");
+    at.type("set length 4\r");
+    at.until("# ");
+    at.resize(8);
+    at.type("\x10\x10\r"); // the line before the last
+    at.until("show system-info\r\n");
+    at.until(" --More-- ");
+    at.type(" ");
+    at.until("System up for");
+    at.until("# ");
+    EXPECT_TRUE(left_files(at.pid())) << "while it runs";
+    const pid_t pid = at.pid();
+    at.type("\x04");
+    EXPECT_EQ(0, at.wait());
+    EXPECT_FALSE(left_files(pid));
+
+    terminal ended(24);
+    ended.until("# ");
+    for (int i = 0; i < 4000 && ended.is_cooked(); i++) { // the prompt may come before
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_FALSE(ended.is_cooked()) << "keys are read one by one";
+    ::kill(ended.pid(), SIGTERM);
+    const pid_t ended_pid = ended.pid();
+    EXPECT_EQ(128 + SIGTERM, WEXITSTATUS(ended.wait()));
+    EXPECT_FALSE(left_files(ended_pid));
+    EXPECT_TRUE(ended.is_cooked()) << "as it found it";
+
+    terminal alone(24);
+    alone.until("# ");
+    server.end();
+    alone.type("show version\r");
+    alone.until("zopsh: the shell's server does not run\r\n");
+    EXPECT_EQ(2, WEXITSTATUS(alone.wait()));
+}
+
+struct scripted_reply {
+    int32_t code;
+    int32_t late; // this many requests too late
+    int32_t result;
+};
+
+/// Plays the shell's server: for every request the replies of a row.
+void play_server(int fd, const std::vector<std::vector<scripted_reply>> &script) {
+    for (const std::vector<scripted_reply> &replies : script) {
+        csh_message message;
+        sockaddr_un client{};
+        socklen_t length = sizeof client;
+        auto *const address = reinterpret_cast<sockaddr *>(&client);
+        EXPECT_EQ(572, ::recvfrom(fd, &message, sizeof message, 0, address, &length));
+        for (const scripted_reply &reply : replies) {
+            message.type = reply.code;
+            message.auxiliary -= reply.late;
+            message.result2 = reply.result;
+            EXPECT_EQ(572, ::sendto(fd, &message, sizeof message, 0, address, length));
+            message.auxiliary += reply.late;
+        }
+    }
+}
+
+void meet_odd_servers() {
+    const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const timeval patience = {20, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    sockaddr_un server{};
+    server.sun_family = AF_UNIX;
+    std::snprintf(server.sun_path, sizeof server.sun_path, "%s", k_csh_server_path);
+    ASSERT_EQ(0, ::bind(fd, reinterpret_cast<const sockaddr *>(&server), sizeof server));
+    std::thread player(play_server, fd,
+                       std::vector<std::vector<scripted_reply>>{
+                           {},
+                           {{k_csh_full, 0, 0}},
+                           {{k_csh_busy, 0, 0}},
+                           {{k_csh_done, 0, 0}},
+                           {{k_csh_done, 1, 7}, {k_csh_done, 0, 0}},
+                       });
+    const std::pair<int, const char *> expected[] = {
+        {2, "zopsh: the shell's server does not answer\n"},
+        {2, "zopsh: all places of the shell are taken; try again when another one has been left\n"},
+        {2, "zopsh: the shell is busy with another command; try again later\n"},
+        {0, ""}, // the reply to an older request is not this one's
+    };
+    for (const auto &[status, words] : expected) {
+        const command_result result = zopsh({"--timeout", "1", "-c", "show version"});
+        EXPECT_EQ(status, result.status) << words;
+        EXPECT_EQ(words, result.output);
+    }
+    player.join();
+    ::close(fd);
+}
+
+TEST(Zopsh, ServersThatAnswerLateOrNoOrNever) { with_private({"/tmp"}, meet_odd_servers); }
+TEST(Zopsh, ScriptsReadExitStatusesAndReasons) { with_private({"/tmp", "/var"}, run_scripts); }
+TEST(Zopsh, APersonTypesPagesAndLeaves) { with_private({"/tmp", "/var"}, type_lines); }
+
+} // namespace
