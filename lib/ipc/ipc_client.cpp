@@ -70,6 +70,14 @@ void greet(ipc_client *client) {
     }
 }
 
+/// Nobody waits any longer for an answer of the client on the route it has served.
+void leave_route(ipc_client *client) {
+    if (client->route != 0) {
+        ipc_route_left(client->route, client->server);
+    }
+    ipc_clear_proto_locks(client->route);
+}
+
 /// The first payload byte is the route the client serves; without one it is 0, which no client can serve.
 void take_hello(ipc_client *client, std::span<const uint8_t> payload) {
     const uint8_t route = payload.empty() ? 0 : payload[0];
@@ -83,8 +91,11 @@ void take_hello(ipc_client *client, std::span<const uint8_t> payload) {
         ipc_log_notice("client %d says hello and bids fair to configure %s protocol.", client->fd,
                        ipc_route_name(route));
     }
-    client->route = route;
-    ipc_route_served_by(route, client->server);
+    if (route != client->route) {
+        leave_route(client);
+        client->route = route;
+        ipc_route_joined(route, client->server);
+    }
     if (ipc_get_settings().greet_clients && route <= 2) {
         greet(client);
     }
@@ -252,7 +263,7 @@ void ipc_client_add(ipc_server &server, int fd) {
 }
 
 void ipc_client_close(ipc_client *client) {
-    ipc_clear_proto_locks(client->route);
+    leave_route(client);
     ::close(client->fd);
     client->fd = -1;
     cancel(client->read_task);
@@ -265,7 +276,7 @@ void ipc_client_close(ipc_client *client) {
 ipc_client *ipc_client_of_route(const ipc_server &server, uint8_t route) {
     for (const ipc_list_node *node = server.clients.head; node != nullptr; node = node->next) {
         auto *client = static_cast<ipc_client *>(node->data);
-        if (client->route == route) {
+        if (route != 0 && client->route == route) {
             return client;
         }
     }

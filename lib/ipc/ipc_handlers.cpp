@@ -79,7 +79,7 @@ void ipc_handler_run(ipc_server &server, const ipc_header &header, std::span<con
         return relay(server, header, payload);
     case action::value:
         if (ipc_get_settings().on_route2_value != nullptr) {
-            ipc_get_settings().on_route2_value(load_native<uint32_t>(payload.data()));
+            ipc_get_settings().on_route2_value(get_be32(payload.data()));
         }
         return;
     case action::ignored:

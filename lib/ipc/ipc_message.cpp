@@ -13,13 +13,27 @@ namespace {
 
 constexpr int32_t k_retry_ms = 150;
 
-// By route; set by the hello of a client, read by senders. Null: the default server has it.
-std::array<std::atomic<ipc_server *>, k_ipc_route_max + 1> s_route_server = {};
-std::atomic<ipc_server *> s_default_server = nullptr; // null: no server was started
+// The server that the last hello for a route came to, by route. Null: there was none.
+std::array<std::atomic<ipc_server *>, k_ipc_route_max + 1> s_last_joined = {};
+std::atomic<ipc_server *> s_management = nullptr; // null, like the next one: does not run
+std::atomic<ipc_server *> s_other = nullptr;
 
+ipc_server *default_server() {
+    ipc_server *management = s_management;
+    return management != nullptr ? management : s_other.load();
+}
+
+/// The server that has the client of a route: of two the one that was joined last.
 ipc_server *server_of(uint8_t route) {
-    ipc_server *server = ipc_route_valid(route) ? s_route_server[route].load() : nullptr;
-    return server != nullptr ? server : s_default_server.load();
+    if (!ipc_route_valid(route)) {
+        return default_server();
+    }
+    for (ipc_server *server : {s_last_joined[route].load(), s_management.load(), s_other.load()}) {
+        if (server != nullptr && server->clients_of[route] > 0) {
+            return server;
+        }
+    }
+    return default_server();
 }
 
 uint8_t *payload_behind(ipc_message *message) { return reinterpret_cast<uint8_t *>(message + 1); }
@@ -36,8 +50,18 @@ void give_up(const ipc_message &message) {
     }
 }
 
+/// A request that was given up while its message waited must not be sent: the answer would be taken for that
+/// of the next request of its command.
+bool is_still_wanted(const ipc_message &message) {
+    return message.header.kind != k_ipc_kind_request ||
+           ipc_pending_waits(message.header.route, message.header.command, message.ticket);
+}
+
 /// Sends to a client that was found. The requester is woken by the response, or here if there will be none.
 void send_to(ipc_client *client, ipc_message &message) {
+    if (!is_still_wanted(message)) {
+        return;
+    }
     const std::span<const uint8_t> payload(payload_behind(&message), message.payload_length);
     const bool sent =
         ipc_wire_build(client->output, message.header, payload) && ipc_server_send_message(client) == 0;
@@ -46,15 +70,11 @@ void send_to(ipc_client *client, ipc_message &message) {
     }
 }
 
+/// The client may have come to the other server meanwhile.
 int ipc_client_access_work_around(thread *task) {
     auto *message = static_cast<ipc_message *>(task->arg);
-    ipc_client *client = ipc_client_of_route(*message->server, message->header.route);
-    if (client != nullptr) {
-        send_to(client, *message);
-    } else {
-        give_up(*message);
-    }
-    std::free(message);
+    message->retried = true;
+    ipc_message_pass_on(*message->server, message);
     return 0;
 }
 
@@ -74,7 +94,7 @@ ipc_message *ipc_message_new(const ipc_header &header, std::span<const uint8_t> 
     if (memory == nullptr) {
         return nullptr;
     }
-    auto *message = new (memory) ipc_message{nullptr, nullptr, header, ticket, payload.size()};
+    auto *message = new (memory) ipc_message{nullptr, nullptr, header, ticket, false, payload.size()};
     std::copy(payload.begin(), payload.end(), payload_behind(message));
     return message;
 }
@@ -94,15 +114,18 @@ void ipc_message_hand_over(ipc_message *message) {
     pthread_mutex_unlock(&server.queue_mutex);
 }
 
-void ipc_route_served_by(uint8_t route, ipc_server *server) { s_route_server[route] = server; }
-
-void ipc_route_default(ipc_server *server) {
-    if (server->relays || s_default_server == nullptr) {
-        s_default_server = server;
-    }
+void ipc_route_joined(uint8_t route, ipc_server *server) {
+    server->clients_of[route]++;
+    s_last_joined[route] = server;
 }
 
-bool ipc_any_server_started() { return s_default_server != nullptr; }
+void ipc_route_left(uint8_t route, ipc_server *server) { server->clients_of[route]--; }
+
+void ipc_server_runs(ipc_server *server, bool management) { (management ? s_management : s_other) = server; }
+
+bool ipc_any_server_started() { return default_server() != nullptr; }
+
+bool ipc_relays_started() { return s_management != nullptr; }
 
 void protoipc_pkt_create_send(ipc_server &server, ipc_message *message) {
     message->server = &server;
@@ -112,7 +135,8 @@ void protoipc_pkt_create_send(ipc_server &server, ipc_message *message) {
         std::free(message);
         return;
     }
-    if (thread_add_timer_msec(server.master, ipc_client_access_work_around, message, k_retry_ms) == nullptr) {
+    if (message->retried ||
+        thread_add_timer_msec(server.master, ipc_client_access_work_around, message, k_retry_ms) == nullptr) {
         give_up(*message);
         std::free(message);
     }

@@ -49,6 +49,12 @@ pending_request *find_command(const route_slot &slot, uint16_t command) {
     return find(slot, [=](const pending_request &p) { return p.request.header->command == command; });
 }
 
+pending_request *find_ticket(const route_slot &slot, uint16_t command, ipc_ticket ticket) {
+    return find(slot, [=](const pending_request &p) {
+        return p.request.header->command == command && p.ticket == ticket;
+    });
+}
+
 pending_request *make_record(const ipc_request &request, ipc_ticket ticket) {
     auto *record = static_cast<pending_request *>(std::malloc(sizeof(pending_request)));
     if (record != nullptr) {
@@ -141,15 +147,24 @@ int32_t process_ipc_response(const ipc_header &header, std::span<const uint8_t> 
     return 0;
 }
 
+bool ipc_pending_waits(uint8_t route, uint16_t command, ipc_ticket ticket) {
+    if (!ipc_route_valid(route)) {
+        return false;
+    }
+    route_slot &slot = s_routes[route];
+    pthread_mutex_lock(&slot.list_mutex);
+    const bool waits = find_ticket(slot, command, ticket) != nullptr;
+    pthread_mutex_unlock(&slot.list_mutex);
+    return waits;
+}
+
 void ipc_pending_give_up(uint8_t route, uint16_t command, ipc_ticket ticket) {
     if (!ipc_route_valid(route)) {
         return;
     }
     route_slot &slot = s_routes[route];
     pthread_mutex_lock(&slot.list_mutex);
-    pending_request *record = find(slot, [=](const pending_request &p) {
-        return p.request.header->command == command && p.ticket == ticket;
-    });
+    pending_request *record = find_ticket(slot, command, ticket);
     if (record != nullptr) {
         remove_record(slot, record, command, ticket);
     }

@@ -30,6 +30,9 @@ void ipc_pending_init();
 /// sender. Returns 0, or -1 when none waits or the route or command is out of range.
 [[nodiscard]] int32_t process_ipc_response(const ipc_header &header, std::span<const uint8_t> payload);
 
+/// Whether a request is still booked.
+[[nodiscard]] bool ipc_pending_waits(uint8_t route, uint16_t command, ipc_ticket ticket);
+
 /// Gives a request up: removes it and answers its sender, whose status stays 3. Without effect when it is not
 /// booked any more.
 void ipc_pending_give_up(uint8_t route, uint16_t command, ipc_ticket ticket);

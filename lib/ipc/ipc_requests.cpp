@@ -7,8 +7,8 @@ namespace {
 
 using block16 = std::array<uint8_t, 16>;
 
-// Places in the 16-byte block that the clients of route 5 exchange. Its value is in the sender's byte order:
-// both ends are processes of one board.
+// Places in the 16-byte block that the clients of route 5 exchange. Its value lies there high byte first, as
+// every integer of a message.
 constexpr size_t k_at_first = 0;
 constexpr size_t k_at_second = 1;
 constexpr size_t k_at_value = 2;
@@ -26,7 +26,7 @@ int32_t exchange(uint8_t route, uint16_t command, uint8_t kind, std::span<const 
 
 block16 block_with(uint16_t value) {
     block16 block = {};
-    store_native(&block[k_at_value], value);
+    put_be16(&block[k_at_value], value);
     return block;
 }
 
@@ -53,7 +53,7 @@ int32_t ipc_request_244(uint8_t *first, uint16_t *value) {
     block16 block = {};
     const int32_t status = exchange(k_route_requests, 244, k_ipc_kind_request, {}, block);
     *first = block[k_at_first];
-    *value = load_native<uint16_t>(&block[k_at_value]);
+    *value = get_be16(&block[k_at_value]);
     return status;
 }
 

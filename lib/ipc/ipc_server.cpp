@@ -22,11 +22,15 @@ namespace {
 
 constexpr int k_backlog = 7;
 constexpr int32_t k_ready_ms = 150;
+constexpr int32_t k_accept_pause_ms = 150;
 
-ipc_server s_management = {k_ipc_serv_path,           true,    false,  nullptr, {}, -1, -1, -1, {},
-                           PTHREAD_MUTEX_INITIALIZER, nullptr, nullptr};
-ipc_server s_web = {k_ipc_web_path, false,  false, nullptr, {}, -1, -1, -1, {}, PTHREAD_MUTEX_INITIALIZER,
-                    nullptr,        nullptr};
+ipc_server make_server(const char *path) {
+    return {path,    false,   nullptr, {}, nullptr, -1, -1, -1, {}, PTHREAD_MUTEX_INITIALIZER,
+            nullptr, nullptr, {}};
+}
+
+ipc_server s_management = make_server(k_ipc_serv_path);
+ipc_server s_web = make_server(k_ipc_web_path);
 
 pthread_once_t s_shared_once = PTHREAD_ONCE_INIT;
 
@@ -38,6 +42,7 @@ bool s_start_held = false; // guarded by s_start_mutex
 thread_local bool t_on_server_thread = false;
 
 void init_shared() {
+    iprivs_init(ipc_get_settings().privs);
     ipc_gate_init();
     ipc_pending_init();
     std::signal(SIGPIPE, SIG_IGN); // a client that is gone shows as a failed write
@@ -68,30 +73,63 @@ int ipc_client_accept_work_around(thread * /*task*/) {
 int open_spare() { return ::open("/dev/null", O_RDONLY | O_CLOEXEC); }
 
 /// Without descriptors the listening socket would stay readable for ever: the peer is let in and turned away.
-void turn_away(ipc_server &server) {
+/// Returns whether one was.
+bool turn_away(ipc_server &server) {
+    if (server.spare_fd < 0) {
+        return false;
+    }
     ::close(server.spare_fd);
     const int fd = ::accept(server.listen_fd, nullptr, nullptr);
     if (fd >= 0) {
         ::close(fd);
     }
     server.spare_fd = open_spare();
+    return fd >= 0;
+}
+
+int proto_ipc_accept(thread *task);
+
+void accept_on(ipc_server &server) {
+    server.accept_task = thread_add_read(server.master, proto_ipc_accept, &server, server.listen_fd);
+}
+
+int accept_after_pause(thread *task) {
+    accept_on(*static_cast<ipc_server *>(task->arg));
+    return 0;
+}
+
+/// Leaves the peers that wait alone for a moment, when nothing can be done for them.
+void pause_accepting(ipc_server &server) {
+    if (server.accept_task != nullptr &&
+        thread_add_timer_msec(server.master, accept_after_pause, &server, k_accept_pause_ms) != nullptr) {
+        thread_cancel(server.accept_task);
+        server.accept_task = nullptr;
+    }
+}
+
+void accept_failed(ipc_server &server, int error) {
+    if (ipc_logs_detailed()) {
+        ipc_log_warn("Can't accept proto_ipc socket: %s", safe_strerror(error));
+    }
+    const bool no_descriptor = error == EMFILE || error == ENFILE;
+    const bool no_memory = error == ENOBUFS || error == ENOMEM;
+    if (no_memory || (no_descriptor && !turn_away(server))) {
+        pause_accepting(server);
+    }
 }
 
 int proto_ipc_accept(thread *task) {
     auto &server = *static_cast<ipc_server *>(task->arg);
-    thread_add_read(server.master, proto_ipc_accept, &server, server.listen_fd);
+    accept_on(server);
     sockaddr_un peer = {};
     socklen_t size = sizeof peer;
     unique_fd accepted(::accept(server.listen_fd, reinterpret_cast<sockaddr *>(&peer), &size));
     if (!accepted.valid()) {
-        const int error = errno;
-        if (ipc_logs_detailed()) {
-            ipc_log_warn("Can't accept proto_ipc socket: %s", safe_strerror(error));
-        }
-        if (error == EMFILE || error == ENFILE) {
-            turn_away(server);
-        }
+        accept_failed(server, errno);
         return -1;
+    }
+    if (server.spare_fd < 0) {
+        server.spare_fd = open_spare();
     }
     if (accepted.get() >= k_thread_descriptors || fd_set_nonblocking(accepted.get()) != 0) {
         return -1;
@@ -118,6 +156,20 @@ int bind_to_path(int fd, const char *path) {
     return ::bind(fd, reinterpret_cast<const sockaddr *>(&address), length);
 }
 
+/// A socket bound to the path, or -1 after logging why there is none.
+int open_bound(const char *path) {
+    unique_fd bound(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!bound.valid()) {
+        warn_step("create proto_ipc_serv");
+        return -1;
+    }
+    if (bind_to_path(bound.get(), path) != 0) {
+        warn_step("bind to");
+        return -1;
+    }
+    return bound.release();
+}
+
 /// The listening socket of a server, or -1 after logging why there is none.
 int open_listener(const char *path) {
     if (iprivs_change(k_ipc_privs_raise) != 0) {
@@ -126,20 +178,12 @@ int open_listener(const char *path) {
         }
         return -1;
     }
-    unique_fd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    unique_fd listener(open_bound(path));
+    const int32_t lowered = iprivs_change(k_ipc_privs_lower);
     if (!listener.valid()) {
-        const int error = errno;
-        if (ipc_logs_detailed()) {
-            ipc_log_warn("Can't create proto_ipc_serv stream socket: %s", safe_strerror(error));
-            ipc_log_warn("proto_ipc can't provice full functionality due to above error");
-        }
         return -1;
     }
-    if (bind_to_path(listener.get(), path) != 0) {
-        warn_step("bind to");
-        return -1;
-    }
-    if (iprivs_change(k_ipc_privs_lower) != 0) {
+    if (lowered != 0) {
         if (ipc_logs_detailed()) {
             ipc_log_err("Unable to make previleges low on unix socket binding.. ");
         }
@@ -153,6 +197,15 @@ int open_listener(const char *path) {
     return listener.release();
 }
 
+void close_all(ipc_server &server) {
+    for (int *fd : {&server.listen_fd, &server.spare_fd, &server.wake_fd}) {
+        if (*fd >= 0) {
+            ::close(*fd);
+            *fd = -1;
+        }
+    }
+}
+
 int32_t create_socket(ipc_server &server) {
     server.listen_fd = open_listener(server.path);
     if (server.listen_fd < 0) {
@@ -160,9 +213,9 @@ int32_t create_socket(ipc_server &server) {
     }
     server.spare_fd = open_spare();
     server.wake_fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    accept_on(server);
     const bool tasks_added =
-        server.wake_fd >= 0 &&
-        thread_add_read(server.master, proto_ipc_accept, &server, server.listen_fd) != nullptr &&
+        server.wake_fd >= 0 && server.accept_task != nullptr &&
         thread_add_read(server.master, ipc_take_messages, &server, server.wake_fd) != nullptr &&
         thread_add_timer_msec(server.master, ipc_client_accept_work_around, nullptr, k_ready_ms) != nullptr;
     return tasks_added ? 0 : -1;
@@ -171,6 +224,7 @@ int32_t create_socket(ipc_server &server) {
 void *run_loop(void *argument) {
     auto *server = static_cast<ipc_server *>(argument);
     t_on_server_thread = true;
+    ipc_server_runs(server, server == &s_management); // before any client is heard
     thread task;
     while (thread_fetch_next(server->master, &task) != nullptr) {
         thread_invoke(&task);
@@ -187,19 +241,19 @@ int32_t start(ipc_server &server) {
     if (server.master == nullptr) {
         return -1;
     }
-    iprivs_init(ipc_get_settings().privs);
     pthread_once(&s_shared_once, init_shared);
     hold_start();
     if (create_socket(server) != 0) {
+        close_all(server);
         return -1;
     }
     if (pthread_create(&server.thread_id, nullptr, run_loop, &server) != 0) {
         if (ipc_logs_detailed()) {
             ipc_log_err("Failure: protocol IPC thread creation error. ");
         }
+        close_all(server);
         return -1;
     }
-    ipc_route_default(&server);
     await_start();
     return 0;
 }
@@ -211,8 +265,6 @@ bool ipc_logs() { return ipc_get_settings().log_general; }
 bool ipc_logs_detailed() { return ipc_logs() && ipc_get_settings().log_detailed; }
 
 bool ipc_on_server_thread() { return t_on_server_thread; }
-
-bool ipc_relays_started() { return s_management.started; }
 
 int32_t ipc_serv_start() { return start(s_management); }
 

@@ -7,6 +7,8 @@
 #include "lib/ipc/ipc_thread.h"
 #include "lib/ipc/ipc_wire.h"
 
+#include <array>
+#include <atomic>
 #include <cstdint>
 #include <pthread.h>
 #include <span>
@@ -22,6 +24,7 @@ struct ipc_message {
     ipc_server *server; // whose thread has it
     ipc_header header;
     ipc_ticket ticket;     // who waits for it; 0: nobody
+    bool retried;          // found no client 150 ms ago: this is the last try
     size_t payload_length; // the payload lies behind the record
 };
 
@@ -40,10 +43,10 @@ struct ipc_client {
 
 struct ipc_server {
     const char *path;
-    bool relays; // the management server: one-way messages go to their handlers
-    bool started;
+    bool started; // the start was tried
     scheduler_master *master;
     pthread_t thread_id;
+    thread *accept_task; // null while there are no descriptors to accept with
     int listen_fd;
     int spare_fd; // given up for a moment when descriptors run out, so that a waiting peer can be turned away
     int wake_fd;  // readable while the queue holds messages
@@ -51,6 +54,7 @@ struct ipc_server {
     pthread_mutex_t queue_mutex;
     ipc_message *queue_head; // guarded by queue_mutex, and so is queue_tail
     ipc_message *queue_tail;
+    std::array<std::atomic<int32_t>, k_ipc_route_max + 1> clients_of; // clients by the route of their hello
 };
 
 /// Whether lines that need the general switch, and lines that need both, are logged.
@@ -69,12 +73,13 @@ bool ipc_any_server_started();
 /// Hands a message to the thread of the server that serves its route, which owns it then. From any thread.
 void ipc_message_hand_over(ipc_message *message);
 
-/// Notes which server has the client of a route.
-void ipc_route_served_by(uint8_t route, ipc_server *server);
+/// Notes that a client of a route has come to a server or has left it. On the thread of `server`.
+void ipc_route_joined(uint8_t route, ipc_server *server);
+void ipc_route_left(uint8_t route, ipc_server *server);
 
-/// Makes a started server the one for routes that no client has said hello for; the management server stays
-/// it.
-void ipc_route_default(ipc_server *server);
+/// Takes a server that runs into account: messages can be handed to it. The management server is the one for
+/// routes without a client; without it, the other one.
+void ipc_server_runs(ipc_server *server, bool management);
 
 /// Sends a message to the connected client of its route, or tries again once after 150 ms and then gives it
 /// up. Owns `message`. On the thread of `server`.
@@ -87,7 +92,7 @@ void ipc_message_pass_on(ipc_server &here, ipc_message *message);
 /// Read task on wake_fd: sends what other threads have handed over.
 int ipc_take_messages(thread *task);
 
-/// Whether the management server was started, and one-way messages go to their handlers.
+/// Whether the management server runs, so that one-way messages go to their handlers.
 bool ipc_relays_started();
 
 /// Whether the calling thread is that of a server.
@@ -101,7 +106,7 @@ void ipc_client_add(ipc_server &server, int fd);
 /// Gives up the requests of its route, closes and frees it.
 void ipc_client_close(ipc_client *client);
 
-/// The first client whose route is `route`, or null.
+/// The first client that said hello for `route`, or null.
 ipc_client *ipc_client_of_route(const ipc_server &server, uint8_t route);
 
 /// Writes the client's output stream, or what the descriptor takes of it, and queues the rest. Returns 0, or

@@ -325,7 +325,10 @@ TEST_F(IpcServer, OneWayMessagesAreRelayedToTheirRouteInTheExpectedSizeOnly) {
 TEST_F(IpcServer, RoutesOfBothServersAreReachedFromEither) {
     ASSERT_EQ(0, ipc_web_start());
     const peer management(1);
-    const peer web(5, "/tmp/ipc_web_gui_addr");
+    const peer left(5); // serves its route again when the one that comes after it has gone
+    left.send(one_way(1, 258, 1));
+    EXPECT_EQ(one_way(1, 258, 1), management.receive_message());
+    peer web(5, "/tmp/ipc_web_gui_addr");
     web.send(one_way(1, 258, 1));
     EXPECT_EQ(one_way(1, 258, 1), management.receive_message());
     management.send(one_way(5, 254, 44));
@@ -336,6 +339,61 @@ TEST_F(IpcServer, RoutesOfBothServersAreReachedFromEither) {
     });
     EXPECT_EQ(0, request(5, 300));
     responder.join();
+    std::thread leaver([&] {
+        EXPECT_FALSE(web.receive_message().empty());
+        web.close();
+    });
+    EXPECT_EQ(k_ipc_status_unanswered, request(5, 300));
+    leaver.join();
+    send_one_way(5, 101, {});
+    EXPECT_EQ(message({5, 101, 2, 0}, {}), left.receive_message());
+}
+
+TEST_F(IpcServer, ARequestThatWasGivenUpIsNotSentLater) {
+    std::thread first([] {
+        octets none;
+        EXPECT_EQ(k_ipc_status_unanswered, request(5, 300, {1}, none));
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // it has found no client and waits for one
+    peer guest(5);
+    send_one_way(5, 100, {}); // its hello has been taken when this arrives
+    EXPECT_FALSE(guest.receive_message().empty());
+    guest.close(); // releases it
+    first.join();
+    std::thread second([] {
+        octets none;
+        EXPECT_EQ(0, request(5, 300, {2}, none));
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const peer client(5);
+    EXPECT_EQ(message({5, 300, 0, 3}, {2}), client.receive_message());
+    client.send(message(response_to(5, 300, 0), {}));
+    second.join();
+}
+
+TEST_F(IpcServer, AClientThatChangesItsRouteReleasesTheRequestsOfTheOldOne) {
+    const peer client(5);
+    std::thread changer([&] {
+        EXPECT_FALSE(client.receive_message().empty());
+        client.send(message({6, k_ipc_command_hello, k_ipc_kind_one_way, 0}, {6}));
+    });
+    EXPECT_EQ(k_ipc_status_unanswered, request(5, 300));
+    changer.join();
+}
+
+std::atomic<uint32_t> s_value = 0; // of the last command 20
+
+TEST_F(IpcServer, TheValueOfCommand20ReachesItsOwner) {
+    ipc_get_settings().on_route2_value = [](uint32_t value) { s_value = value; }; // nobody is connected yet
+    const peer client(1);
+    octets payload(72, 0);
+    payload[0] = 1;
+    payload[3] = 2;
+    client.send(message({2, 20, k_ipc_kind_one_way, 0}, octets(71, 9)));
+    client.send(message({2, 20, k_ipc_kind_one_way, 0}, payload));
+    client.send(one_way(1, 258, 1));
+    EXPECT_FALSE(client.receive_message().empty()); // the relay: what was sent before has been taken
+    EXPECT_EQ(0x01000002U, s_value);
 }
 
 TEST_F(IpcServer, ClientsOfRoutes1And2AreGreetedWhenThatIsSet) {
@@ -431,10 +489,10 @@ TEST_F(IpcServer, WrappersSendTheirBlocks) {
     const peer route5(5);
     const peer route1(1);
     octets value_block(16, 0); // with 0x1234 where the client finds it
-    store_native<uint16_t>(&value_block[2], 0x1234);
+    value_block[2] = 0x12;
+    value_block[3] = 0x34;
     octets answered(16);
     std::iota(answered.begin(), answered.end(), uint8_t{1});
-    const uint16_t second_and_third = load_native<uint16_t>(&answered[2]);
 
     std::array<uint8_t, 16> reply = {};
     uint8_t first = 0;
@@ -450,7 +508,7 @@ TEST_F(IpcServer, WrappersSendTheirBlocks) {
         {244,
          {},
          [&] { return ipc_request_244(&first, &value); },
-         [&] { return first == 1 && value == second_and_third; }},
+         [&] { return first == 1 && value == 0x0304; }},
         {245, value_block, [&] { return ipc_request_245(0x1234, reply); }, replied},
         {246, value_block, [&] { return ipc_request_246(0x1234, reply); }, replied},
         {247, value_block, [&] { return ipc_request_247(0x1234, reply); }, replied},
@@ -579,6 +637,21 @@ TEST(IpcPrivs, WithoutSettingsNothingChanges) {
     const ipc_privs_settings unknown = {"no-such-user", nullptr, nullptr, 0};
     EXPECT_EXIT(iprivs_init(&unknown), testing::ExitedWithCode(1),
                 "privs_init: could not lookup user no-such-user\n");
+}
+
+TEST(IpcPrivs, BothServersRaiseToTheUserFromBeforeTheFirst) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root";
+    }
+    ASSERT_TRUE(with_empty_directories({"/tmp"}));
+    const auto start_both = [] {
+        constexpr static ipc_privs_settings k_settings = {"nobody", nullptr, nullptr, 0};
+        ipc_get_settings().privs = &k_settings;
+        const bool good = ipc_serv_start() == 0 && ipc_web_start() == 0 && ::geteuid() != 0 &&
+                          iprivs_change(k_ipc_privs_raise) == 0 && ::geteuid() == 0;
+        ::_exit(good ? 0 : 1);
+    };
+    EXPECT_EXIT(start_both(), testing::ExitedWithCode(0), "");
 }
 
 TEST(IpcPrivs, UserIsLoweredAndRaised) {
