@@ -13,7 +13,6 @@
 #include <fcntl.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -124,15 +123,28 @@ void take_serial_line(std::FILE *file) {
     std::copy_n(line.begin() + k_at_serial_value, count, s_identity.serial_number.begin());
 }
 
+/// A file without a name: whatever the kernel's age, and nobody can get in its way.
+void make_serial_lock() {
+    if (s_serial_lock != -1) {
+        return;
+    }
+    char path[] = "/var/tmp/serial-lock-XXXXXX";
+    s_serial_lock = ::mkostemp(path, O_CLOEXEC);
+    if (s_serial_lock != -1) {
+        ::unlink(path);
+    }
+}
+
 } // namespace
 
 int32_t mb_init() {
     load_tailer();
     load_header();
     s_identity.serial_number.fill(0);
-    s_serial_lock = ::memfd_create("serial-number", MFD_CLOEXEC);
+    make_serial_lock();
     if (sasiOpen() <= 0) {
         std::printf("sasiOpen() ERROR!!\n");
+        std::fflush(stdout); // where it goes to a file, nothing else may follow for long
     }
     return 0;
 }

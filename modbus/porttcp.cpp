@@ -225,7 +225,7 @@ void listen_for_clients() {
 
 bool tcp_port_init(uint16_t port) {
     s_listen_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
-    if (s_listen_socket < 0) {
+    if (!fdset_can_hold(s_listen_socket)) { // a process that inherits so many would listen to nobody
         return false;
     }
     const int on = 1;

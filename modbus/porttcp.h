@@ -49,8 +49,8 @@ void tcp_port_release();
 bool tcp_port_get_request(uint8_t **adu, uint16_t *length);
 
 /// Sends all bytes, trying again after errors, up to ten times in all and 100 µs apart. Returns whether all
-/// were sent. A send that takes nothing releases the client; in a child, one that waited 300 s for room ends
-/// the process.
+/// were sent. A send that takes nothing releases the client; in a child, one that waited 300 s for room to
+/// send any further ends the process.
 [[nodiscard]] bool tcp_port_send_response(const uint8_t *data, uint16_t length);
 
 /// Releases the client, if one is held, and closes the listening socket.

@@ -25,7 +25,7 @@ void supervise_poll_thread();
 /// Does nothing when the parent is process 1. The parent returns too: its caller ends it. Failures are
 /// printed on standard output: "fork error.", "Can't open.", "Can't lock.". To be called before mb_tcp_init,
 /// whose socket it would close; and since SIGCHLD is then ignored, ended clients are never counted off: after
-/// ten the listener refuses every other one.
+/// ten the listener refuses all that come.
 void daemonise();
 
 /// Appends `text` and a newline to the file `path`, which it creates; does nothing when that cannot be

@@ -3,7 +3,8 @@
 // Signals whose handlers run outside of signal context. A caught signal is only marked; its handler runs in
 // the next pass of a scheduler (thread_fetch_next) or call of ipc_signal_process, in the thread that comes
 // first, and may do what any code may. Several catches before that are one run. A signal caught just before
-// the scheduler sleeps does not wake it: its handler waits for the next task or signal.
+// the scheduler sleeps does not wake it, nor does one that another thread catches: its handler waits for the
+// next task or signal. A process with more threads blocks these signals in all but the scheduler's.
 
 /// Called with the signal's number.
 using ipc_signal_handler = void(int signo);
