@@ -50,16 +50,16 @@ constexpr mb_item k_port_media_items[] = {
      R"(Media of the port: "1000TX,SFP.", "1000TX,RJ45." or "100TX,RJ45.")"},
 };
 constexpr mb_item k_counter_9_10_items[] = {
-    {counter_9_10, 0, 2, u32, k_whole, "counter_9_10", "", "Sum of the switch's port counters 9 and 10"},
+    {counter_9_10, 0, 2, u32, k_whole, "counter_9_10", "count", "Sum of the switch's port counters 9 and 10"},
 };
 constexpr mb_item k_counter_3_4_items[] = {
-    {counter_3_4, 0, 2, u32, k_whole, "counter_3_4", "", "Sum of the switch's port counters 3 and 4"},
+    {counter_3_4, 0, 2, u32, k_whole, "counter_3_4", "count", "Sum of the switch's port counters 3 and 4"},
 };
 constexpr mb_item k_counter_12_items[] = {
-    {counter_12, 0, 2, u32, k_whole, "counter_12", "", "The switch's port counter 12"},
+    {counter_12, 0, 2, u32, k_whole, "counter_12", "count", "The switch's port counter 12"},
 };
 constexpr mb_item k_counter_6_items[] = {
-    {counter_6, 0, 2, u32, k_whole, "counter_6", "", "The switch's port counter 6"},
+    {counter_6, 0, 2, u32, k_whole, "counter_6", "count", "The switch's port counter 6"},
 };
 
 constexpr mb_item k_summary_items[] = {

@@ -54,21 +54,34 @@ bool parse_step(std::string_view line, sim_step &step) {
     return true;
 }
 
+/// A comment begins a line or stands behind a blank: "serial#" is none.
+std::string_view without_comment(std::string_view line) { return trimmed(line.substr(0, line.find(" #"))); }
+
+/// What stands behind a name: from a quote at its beginning to the last one of the line, else as far as a
+/// comment. Two quotes are the empty text, as everywhere.
+std::string_view value_of(std::string_view rest) {
+    if (const size_t last = rest.find_last_of('"'); rest.starts_with('"') && last > 1) {
+        return rest.substr(1, last - 1);
+    }
+    return rest.starts_with('#') ? std::string_view() : without_comment(rest);
+}
+
 bool parse_line(std::string_view line, std::vector<sim_step> &steps, std::string &error) {
     std::string_view rest = line;
     const std::string_view name = take_word(rest);
     if (name == "after" || name == "every") {
+        const std::string_view when = without_comment(line);
         sim_step step{};
-        if (!parse_step(line, step)) {
+        if (!parse_step(when, step)) {
             error =
-                "'" + std::string(line) +
+                "'" + std::string(when) +
                 "' is not after SECONDS, every SECONDS or after SECONDS every SECONDS (every: at least 0.01)";
             return false;
         }
         steps.push_back(step);
         return true;
     }
-    return sim_change_parse(name, rest, steps.back().changes, error);
+    return sim_change_parse(name, value_of(rest), steps.back().changes, error);
 }
 
 } // namespace
@@ -84,10 +97,6 @@ bool sim_scenario_parse(std::string_view text, const std::string &file, std::vec
         const size_t end = text.find('\n');
         std::string_view line = text.substr(0, end);
         text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
-        // A comment begins a line or stands behind a blank: "serial#" is none.
-        if (const size_t comment = line.find(" #"); comment != std::string_view::npos) {
-            line = line.substr(0, comment);
-        }
         line = trimmed(line);
         if (line.empty() || line.starts_with('#')) {
             continue;

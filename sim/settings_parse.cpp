@@ -260,7 +260,7 @@ std::string sim_setting_values(const sim_setting &setting) {
     case sim_kind::ipv6:
         return "an IPv6 address";
     case sim_kind::address:
-        return "six bytes as in 00:1b:fe:80:7f:06";
+        return "six bytes as in 02:1b:fe:80:7f:06";
     case sim_kind::fault:
         return "ok, or some of fail, code=N and late=MILLISECONDS (to 600000) with commas between";
     default:

@@ -25,9 +25,20 @@ bool begins_with(std::string_view name, std::string_view prefix) {
            k_ends.find(name[prefix.size()]) != std::string_view::npos;
 }
 
+/// As a scenario reads it back: in quotes where blanks or a comment sign would be taken for others.
+std::string as_in_scenario(const std::string &value) {
+    const bool empty_text = value == "\"\"";
+    const bool plain =
+        value.empty() || (value.front() != ' ' && value.front() != '#' && value.front() != '"' &&
+                          value.back() != ' ' && value.find(" #") == std::string::npos);
+    return plain || empty_text ? value : '"' + value + '"';
+}
+
 std::string line_of(const show_request &request, const sim_target &target, const std::string &name) {
-    const std::string value = sim_target_value(request.state, target) + "\n";
-    return request.values_only ? value : (target.setting->read_only ? "# " : "") + name + " " + value;
+    const std::string value = sim_target_value(request.state, target);
+    return request.values_only
+               ? value + "\n"
+               : (target.setting->read_only ? "# " : "") + name + " " + as_in_scenario(value) + "\n";
 }
 
 /// Prints one element of the settings in `rows`, which share their first index.

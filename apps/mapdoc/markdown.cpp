@@ -108,7 +108,8 @@ void put_pairs(std::string &md) {
         "**32-bit values** (registers %s) fill two registers, the high word first. Each begins at an odd "
         "register number, that is an even PDU address. Begin there and read an even number of registers: a "
         "read that begins on the second register of a pair gives the high word in its place and shifts all "
-        "that follows by one; an odd number makes the switch collect far more than you asked for. They wrap "
+        "that follows by one; one that ends within a pair makes the switch collect far more than you asked "
+        "for. They wrap "
         "to 0 behind 4294967295.\n\n",
         pair_registers().c_str());
 }
@@ -132,7 +133,9 @@ void put_sessions(std::string &md) {
           "daemon, "
           "and the serial number from its first read on the connection. When an inquiry within the switch "
           "fails, no "
-          "error is sent: the alarm and the power inputs then read 0, as they do when all is well, any other "
+          "error is sent: the alarm and the power inputs then read 0, as they do when all is well, the MAC "
+          "address "
+          "all zeros, any other "
           "register what "
           "the same inquiry gave last on this connection, be it for another port, ring or instance, and "
           "before any what an "
@@ -195,12 +198,10 @@ constexpr const char *k_table_head = "| Registers | PDU address | Notation | Cou
 
 void put_item(std::string &md, const mb_group &group, const mb_item &item) {
     const unsigned first = item_number(group, item, 0);
-    text_append(md, "| %s | %u | %u | %u | %s | %s | %s | `%s` | %s%s | %s |\n",
+    text_append(md, "| %s | %u | %u | %u | %s | %s | %s | `%s` | %s | %s |\n",
                 registers_of(group, item).c_str(), first - 1, 30000 + first, unsigned{item.count},
                 mapdoc_type(item.type), mapdoc_word_order(item.type), item.unit, item.name,
-                mapdoc_meaning(item).c_str(),
-                item.entry == mb_entry::first && item.count > 1 ? "; begin at the first register" : "",
-                safe_read(group, item).c_str());
+                mapdoc_meaning(item).c_str(), safe_read(group, item).c_str());
 }
 
 /// The registers of a block that no item covers.

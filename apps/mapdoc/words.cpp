@@ -35,6 +35,9 @@ std::string mapdoc_meaning(const mb_item &item) {
     for (size_t value = 0; value < item.values.size(); value++) {
         text_append(text, "%s %zu %s", value == 0 ? ":" : ",", value, item.values[value]);
     }
+    if (item.entry == mb_entry::first && item.count > 1) {
+        text += "; begin at the first register";
+    }
     return text;
 }
 

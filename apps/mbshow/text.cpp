@@ -17,8 +17,8 @@ uint32_t number_of(const mb_report &report, mb_item_id id, uint32_t element = 0)
 }
 
 /// A coded value in the map's words, or as a number when the map has no word for it.
-std::string words_for(const mb_report &report, mb_item_id id) {
-    const uint32_t value = number_of(report, id);
+std::string words_for(const mb_report &report, mb_item_id id, uint32_t element = 0) {
+    const uint32_t value = number_of(report, id, element);
     const mb_item &item = mb_item_of(id);
     return value < item.values.size() ? item.values[value] : "unknown (" + std::to_string(value) + ")";
 }
@@ -95,8 +95,8 @@ void put_totals(std::string &out, const mb_report &report) {
 void put_redundancy(std::string &out, const mb_report &report) {
     out += "\nRedundancy\n";
     put_line(out, "Spanning tree", words_for(report, stp_mode));
-    put_line(out, "Redundant ring 0", number_of(report, redundant_ring0_enabled) == 1 ? "enabled" : "off");
-    put_line(out, "Ring with ID 1", number_of(report, ring1_enabled) == 1 ? "enabled" : "off");
+    put_line(out, "Redundant ring on", words_for(report, redundant_ring0_enabled));
+    put_line(out, "Ring with ID 1 on", words_for(report, ring1_enabled));
     out += "\n  Redundant ring  Address            Word14 Word18 Byte22 Byte30 Word26 Word34\n";
     for (uint32_t i = 0; i < mb_image_elements(redundant_address); i++) {
         text_append(out, "  %14u  %s  %6u %6u %6u %6u %6u %6u\n", i,
@@ -124,18 +124,19 @@ void put_rings(std::string &out, const mb_report &report) {
             continue;
         }
         shown++;
-        text_append(table, "  %5u %8s %8s %6u %7u %7u %8s %7s  %s\n", i + 1,
-                    byte_pair(report, ring_port1, i).c_str(), byte_pair(report, ring_port2, i).c_str(),
-                    number_of(report, ring_word24, i), number_of(report, ring_value28, i),
-                    number_of(report, ring_word141, i), byte_pair(report, ring_word133_byte137, i).c_str(),
+        text_append(table, "  %5u %10s %8s %8s %6u %7u %7u %8s %7s  %s\n", i + 1,
+                    words_for(report, ring_configured, i).c_str(), byte_pair(report, ring_port1, i).c_str(),
+                    byte_pair(report, ring_port2, i).c_str(), number_of(report, ring_word24, i),
+                    number_of(report, ring_value28, i), number_of(report, ring_word141, i),
+                    byte_pair(report, ring_word133_byte137, i).c_str(),
                     byte_pair(report, ring_word72_word60, i).c_str(),
                     mb_decode_text(mb_type::wide_text, words_of(report, ring_name, i)).c_str());
     }
     text_append(out, "\nRings: %u of %u groups show a configured ring; the others are left out\n", shown,
                 groups);
     if (shown > 0) {
-        out += "         Port 1   Port 2                        Word133 Word72\n"
-               "  Group / state  / state Word24 Value28 Word141  / 137+1 / word60 Name\n" +
+        out += "                    Port 1   Port 2                        Word133 Word72\n"
+               "  Group Configured / state  / state Word24 Value28 Word141  / 137+1 / word60 Name\n" +
                table;
     }
 }

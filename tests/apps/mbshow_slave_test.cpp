@@ -11,7 +11,9 @@
 using testing::HasSubstr;
 
 TEST(MbShow, ShowsWhatTheSlaveServes) {
-    with_empty_directories({"/var/tmp"}); // the serial number comes through a file there
+    if (!with_empty_directories({"/var/tmp"})) { // the serial number comes through a file there
+        GTEST_SKIP() << "needs mounts of its own";
+    }
     const sim_switch sw;
     sw.set_serial("ZX-41-00077");
     sw->identity.tap0 = sim_switch::address({0x02, 0, 0x5E, 1, 2, 3});

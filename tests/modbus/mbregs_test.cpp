@@ -344,7 +344,7 @@ TEST_F(Registers, AFailedRequestServesWhatTheLastOneLeft) {
     } const k_cases[] = {
         {k_sasi_spanning_tree, k_sub_bridge_record, 2281, 1, {3}, 2281},
         {k_sasi_counter, 10, 2025, 2, {0, 1005}, 2025}, // counter 9 is served afresh, and not twice
-        {k_sasi_port, k_sub_port_media, 1513 + 32, 1, {'1' << 8 | '0'}, 1513},
+        {k_sasi_port, k_sub_port_media, 1513 + 32 + 1, 1, {'0' << 8 | '0'}, 1513 + 1},
         {k_sasi_redundant_ring, k_sub_redundant_record, 2298, 1, {1}, 2297},
         {k_sasi_ring_redundancy, k_sub_ring_record, 2285, 1, {1}, 2285},
         {k_sasi_spanning_tree, k_sub_mst_instance, 3305 + 96, 1, {0x0377}, 3305},

@@ -1,6 +1,7 @@
 #include "sim/device.h"
 #include "sim/scenario.h"
 #include "sim/settings.h"
+#include "sim/show.h"
 #include "tests/support/sim_switch.h"
 
 #include <gmock/gmock.h>
@@ -123,9 +124,9 @@ TEST(Settings, ValuesAtTheirLimits) {
         {"identity.header-a", "1,,2", nullptr},
         {"identity.header-a", "text:AbC", "0x4162,0x4300"},
         {"identity.header-a", "text:1234567890123456789012345", nullptr},
-        {"identity.mac", "00:1B:fe:80:7f:06", "00:1b:fe:80:7f:06"},
-        {"identity.mac", "00:1b:fe:80:7f", nullptr},
-        {"identity.mac", "00:1b:fe:80:7f:0g", nullptr},
+        {"identity.mac", "02:1B:fe:80:7f:06", "02:1b:fe:80:7f:06"},
+        {"identity.mac", "02:1b:fe:80:7f", nullptr},
+        {"identity.mac", "02:1b:fe:80:7f:0g", nullptr},
         {"identity.mac", "00-1b-fe-80-7f-06", nullptr},
         {"ip.address", "192.168.1.254", "192.168.1.254"},
         {"ip.address", "192.168.1", nullptr},
@@ -281,6 +282,27 @@ TEST(Scenario, StepsAreMadeInTheirTimeAndAgain) {
         EXPECT_EQ(next * k_second, sim_scenario_apply(*state, steps, at * k_second)) << at;
         EXPECT_EQ(media, state->ports[0].media) << at;
         EXPECT_EQ(9U, state->ports[1].media);
+    }
+}
+
+TEST(Scenario, WhatIsShownIsReadBack) {
+    for (const char *serial : {"AB #1", " A ", "#1", "\"A\" #", "A\"B", "AB#", "\"\""}) {
+        const auto state = new_state();
+        std::vector<sim_change> changes;
+        std::string error;
+        ASSERT_TRUE(sim_change_parse("identity.serial", serial, changes, error)) << error;
+        sim_change_apply(*state, changes.front());
+        testing::internal::CaptureStdout();
+        sim_show(*state, "identity.serial", true, false);
+        std::vector<sim_step> steps;
+        ASSERT_TRUE(sim_scenario_parse(testing::internal::GetCapturedStdout() + "port.1.media 5 # behind\n",
+                                       "file", steps, error))
+            << error;
+        const auto read_back = new_state();
+        sim_scenario_apply(*read_back, steps, 0);
+        EXPECT_STREQ(reinterpret_cast<const char *>(state->identity.serial),
+                     reinterpret_cast<const char *>(read_back->identity.serial));
+        EXPECT_EQ(5U, read_back->ports[0].media);
     }
 }
 

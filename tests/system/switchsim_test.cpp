@@ -96,7 +96,7 @@ TEST_F(Switchsim, ChangesReachTheRegistersOfTheDaemonAtOnce) {
     EXPECT_EQ(std::to_string(number) + "\n",
               run_command(control("show") + words{"--value", "modbus.port"}).output);
     modbus_client client(number);
-    EXPECT_EQ((values{0x001B, 0xFE80, 0x7F06}), client.read(4, 1113, 3));
+    EXPECT_EQ((values{0x021B, 0xFE80, 0x7F06}), client.read(4, 1113, 3));
     EXPECT_EQ((values{0, 0}), client.read(4, 1129, 2));
 
     EXPECT_EQ(0, set({"power.main", "no-input", "port.3.word.5=7"}).status);
