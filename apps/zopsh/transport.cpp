@@ -4,6 +4,7 @@
 #include "lib/base/unique_fd.h"
 #include "lib/ipc/ipc_io.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -135,18 +136,26 @@ answer not_sent() {
     }
 }
 
+constexpr int64_t k_look_ms = 500; // how often it is looked whether there still is a server
+
 answer receive(csh_message *message) {
     const int32_t type = message->type;
     const int64_t deadline = monotonic_ms() + int64_t{s_timeout_seconds} * 1000;
     for (;;) {
         pollfd waiting = {s_socket, POLLIN, 0};
         const int64_t left = deadline - monotonic_ms();
-        const int ready = left > 0 ? ::poll(&waiting, 1, static_cast<int>(left)) : 0;
+        if (left <= 0) {
+            return answer::no_reply;
+        }
+        const int ready = ::poll(&waiting, 1, static_cast<int>(std::min(left, k_look_ms)));
         if (ready < 0) {
             return answer::interrupted;
         }
         if (ready == 0) {
-            return answer::no_reply;
+            if (!connect_to_server()) {
+                return not_sent(); // it has ended over the request
+            }
+            continue;
         }
         const ssize_t length = ::recv(s_socket, message, sizeof *message, MSG_DONTWAIT);
         if (length == sizeof *message && (!carries_serial(type) || message->auxiliary == s_serial)) {

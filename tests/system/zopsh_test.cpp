@@ -294,7 +294,18 @@ void meet_odd_servers() {
         EXPECT_EQ(words, result.output);
     }
     player.join();
-    ::close(fd);
+
+    std::thread dying([fd] {
+        csh_message message;
+        EXPECT_EQ(572, ::recv(fd, &message, sizeof message, 0));
+        ::close(fd);
+    });
+    const auto start = std::chrono::steady_clock::now();
+    const command_result result = zopsh({"-c", "show version"});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << "not the time limit";
+    EXPECT_EQ(2, result.status);
+    EXPECT_EQ("zopsh: the shell's server does not run\n", result.output);
+    dying.join();
 }
 
 TEST(Zopsh, ServersThatAnswerLateOrNoOrNever) { with_private({"/tmp"}, meet_odd_servers); }
