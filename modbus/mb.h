@@ -11,9 +11,8 @@
 using mb_function_handler = mb_exception (*)(uint8_t *pdu, uint16_t *length);
 
 /// Brings up the transport on a TCP port (0 is 502) and leaves the stack disabled. Returns k_mb_ok, or
-/// k_mb_port_error when the socket, bind or listen failed; a stack that was never brought up cannot be enabled
-/// then. Ends the process
-/// with status 1 when SO_REUSEADDR cannot be set.
+/// k_mb_port_error when the socket, bind or listen failed; a stack that was never brought up cannot be
+/// enabled then. Ends the process with status 1 when SO_REUSEADDR cannot be set.
 [[nodiscard]] mb_error mb_tcp_init(uint16_t port);
 
 /// Disabled to enabled. k_mb_illegal_state in any other state and when mb_tcp_init has not succeeded.

@@ -34,7 +34,7 @@ constexpr const char *k_usage =
     "  --status N    answers requests with status N, 0 to 255; 0 otherwise\n"
     "  --reply HEX   answers requests with this payload; with the request's own otherwise\n"
     "  --silent      answers nothing\n"
-    "  --count N     ends after N messages; otherwise when the server or Ctrl-C ends it\n"
+    "  --count N     ends when N messages have come; otherwise when the server or Ctrl-C ends it\n"
     "  --send ...    sends a one-way message at first, such as 1,67,0102\n"
     "  --help        shows this text\n"
     "\n"
@@ -52,7 +52,7 @@ struct options {
     bool silent = false;
     bool own_reply = false;
     std::vector<uint8_t> reply;
-    uint32_t count = 0; // 0: no end
+    uint32_t count = UINT32_MAX; // messages to receive; that many never come
     std::vector<one_way> sends;
 };
 
@@ -105,7 +105,7 @@ bool take_option(int letter, const char *value, options *wanted) {
         wanted->silent = true;
         return true;
     case 'c':
-        return parse_number<uint32_t>(value, 1, UINT32_MAX, &wanted->count);
+        return parse_number<uint32_t>(value, 0, UINT32_MAX, &wanted->count);
     case 'm':
         return parse_send(value, &wanted->sends.emplace_back());
     default:
@@ -246,7 +246,7 @@ bool run(int fd, const options &wanted) {
     if (input == nullptr || output == nullptr || !begin(fd, output.get(), wanted)) {
         return false;
     }
-    for (uint32_t received = 0; wanted.count == 0 || received < wanted.count; received++) {
+    for (uint32_t received = 0; received < wanted.count; received++) {
         ipc_wire_header wire{};
         if (!receive_message(fd, input.get(), &wire)) {
             return false;

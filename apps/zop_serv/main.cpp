@@ -29,7 +29,8 @@ constexpr const char *k_usage =
     "\n"
     "Open the shell with zopsh; watch the IPC server with ipc_probe.\n";
 
-/// Waits for the signals that end the process, and removes the sockets: whoever knocks next finds nobody.
+/// Waits for the signals that end the process, and removes the sockets: whoever knocks next finds nobody. The
+/// last words and the exit status are those of any fatal signal.
 void *await_end(void *argument) {
     const auto *const signals = static_cast<const sigset_t *>(argument);
     int signal = 0;
@@ -37,7 +38,9 @@ void *await_end(void *argument) {
     ::unlink(k_csh_server_path);
     ::unlink(k_ipc_serv_path);
     std::fflush(stdout);
-    ::_exit(0);
+    pthread_sigmask(SIG_UNBLOCK, signals, nullptr);
+    std::raise(signal);
+    return nullptr;
 }
 
 /// Makes SIGTERM and SIGINT the business of a thread of its own. Before any other thread is started: all

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <histedit.h>
+#include <termios.h>
+#include <unistd.h>
 
 namespace {
 
@@ -16,9 +18,44 @@ std::string line_before_cursor(EditLine *editor) {
     return {line->buffer, line->cursor};
 }
 
+/// While the editor waits for a key, Ctrl-C is one; while the server is asked, it ends the wait.
+template<typename F> auto interruptible(F ask) {
+    termios editing{};
+    const bool is_terminal = ::tcgetattr(STDIN_FILENO, &editing) == 0;
+    termios asking = editing;
+    asking.c_lflag |= ISIG;
+    if (is_terminal) {
+        ::tcsetattr(STDIN_FILENO, TCSANOW, &asking);
+    }
+    auto answered = ask();
+    if (is_terminal) {
+        ::tcsetattr(STDIN_FILENO, TCSANOW, &editing);
+    }
+    return answered;
+}
+
+unsigned char say(const char *failure) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "zopsh: %s\n", failure);
+    return CC_REDISPLAY;
+}
+
+std::string indented(const std::vector<std::string> &lines, const char *indent) {
+    std::string text;
+    for (const std::string &line : lines) {
+        text += indent + line + "\n";
+    }
+    return text;
+}
+
 unsigned char list_help(EditLine *editor, int /*key*/) {
     std::fputs("?\n", stdout);
-    pager_show(*s_shell, shell_help(*s_shell, line_before_cursor(editor)));
+    std::fflush(stdout);
+    const shell_answer help = interruptible([=] { return shell_help(*s_shell, line_before_cursor(editor)); });
+    if (help.failure != nullptr) {
+        return say(help.failure);
+    }
+    pager_show(*s_shell, indented(help.lines, ""));
     return CC_REDISPLAY;
 }
 
@@ -33,24 +70,23 @@ std::string common_beginning(const std::vector<std::string> &words) {
 
 unsigned char complete(EditLine *editor, int /*key*/) {
     const std::string line = line_before_cursor(editor);
-    const std::vector<std::string> words = shell_completions(*s_shell, line);
-    if (words.empty()) {
+    const std::string typed = line.substr(line.find_last_of(" \t") + 1); // the last word; npos + 1 is 0
+    const shell_answer words = interruptible([&] { return shell_completions(*s_shell, line); });
+    if (words.failure != nullptr) {
+        std::fputs("\n", stdout);
+        return say(words.failure);
+    }
+    const std::string common = words.lines.empty() ? "" : common_beginning(words.lines);
+    if (words.lines.empty() ||
+        !common.starts_with(typed)) { // a comment, say: the server has read another word
         return CC_REFRESH_BEEP;
     }
-    const size_t typed = line.size() - (line.find_last_of(" \t") + 1); // of the last word; npos + 1 is 0
-    std::string rest = common_beginning(words).substr(typed);
-    if (words.size() == 1) {
-        rest += ' ';
-    }
+    const std::string rest = common.substr(typed.size()) + (words.lines.size() == 1 ? " " : "");
     if (!rest.empty()) {
         el_insertstr(editor, rest.c_str());
         return CC_REFRESH;
     }
-    std::string list = "\n";
-    for (const std::string &word : words) {
-        list += "  " + word + "\n";
-    }
-    pager_show(*s_shell, list);
+    pager_show(*s_shell, "\n" + indented(words.lines, "  "));
     return CC_REDISPLAY;
 }
 

@@ -42,12 +42,17 @@ std::string shell_explain(const shell &sh, const std::string &line) {
     for (const typed_word &word : words_of(line)) {
         const std::string up_to = line.substr(0, word.end);
         const std::string text = line.substr(word.begin, word.end - word.begin);
-        const std::vector<std::string> candidates = shell_completions(sh, up_to);
-        if (candidates.size() > 1 &&
-            std::find(candidates.begin(), candidates.end(), text) == candidates.end()) {
-            return marked(line, word.begin, "ambiguous: " + listed(candidates));
+        const shell_answer candidates = shell_completions(sh, up_to);
+        const shell_answer following = shell_help(sh, up_to + " ");
+        if (candidates.failure != nullptr || following.failure != nullptr) {
+            return std::string("  not known why: ") +
+                   (candidates.failure != nullptr ? candidates.failure : following.failure) + "\n";
         }
-        if (shell_help(sh, up_to + " ").empty()) {
+        const std::vector<std::string> &words = candidates.lines;
+        if (words.size() > 1 && std::find(words.begin(), words.end(), text) == words.end()) {
+            return marked(line, word.begin, "ambiguous: " + listed(words));
+        }
+        if (following.lines.empty()) {
             return marked(line, word.begin, "unknown here; ? lists what fits");
         }
     }

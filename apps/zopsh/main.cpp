@@ -117,7 +117,7 @@ int run(shell *sh, const options &wanted) {
         return run_given(sh, wanted.lines);
     }
     if (::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1) {
-        return editor_run(sh) == line_result::no_server ? k_status_no_server : 0;
+        return status_after(editor_run(sh), 0);
     }
     return run_input(sh);
 }

@@ -4,6 +4,7 @@
 #include "lib/cli/cli_parser.h"
 #include "lib/cmds/cmds_modes.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -22,15 +23,20 @@ line_result complain(answer what) {
     return gone ? line_result::no_server : line_result::failed;
 }
 
-/// What the server prints for a query; "" when it cannot be asked.
-std::string query(const shell &sh, int32_t form, const std::string &line) {
+shell_answer query(const shell &sh, int32_t form, const std::string &line) {
     csh_message message{};
     message.flag = form;
     message.session = sh.session;
-    if (transport_exchange(k_csh_query, line.c_str(), &message) != answer::done) {
-        return "";
+    const answer what = transport_exchange(k_csh_query, line.c_str(), &message);
+    if (what != answer::done) {
+        return {transport_words(what), {}};
     }
-    return transport_output();
+    const std::string text = transport_output();
+    shell_answer answered = {nullptr, {}};
+    for (size_t at = 0, end = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
+        answered.lines.push_back(text.substr(at, end - at));
+    }
+    return answered;
 }
 
 } // namespace
@@ -48,7 +54,8 @@ line_result shell_register(shell *sh) {
 
 line_result shell_run(shell *sh, const std::string &line) {
     const size_t begin = line.find_first_not_of(" \t\r\n\v\f");
-    if (begin == std::string::npos || line[begin] == ';') {
+    const bool is_command_line = sh->session.node_kind == 0; // and no answer to a prompt
+    if (is_command_line && (begin == std::string::npos || line[begin] == ';')) {
         return line_result::done; // nothing, or a comment
     }
     if (line.size() >= k_csh_text_size) {
@@ -77,15 +84,14 @@ line_result shell_run(shell *sh, const std::string &line) {
     return message.result2 == 0 ? line_result::done : line_result::failed;
 }
 
-std::string shell_help(const shell &sh, const std::string &line) { return query(sh, k_help, line); }
+shell_answer shell_help(const shell &sh, const std::string &line) { return query(sh, k_help, line); }
 
-std::vector<std::string> shell_completions(const shell &sh, const std::string &line) {
-    const std::string text = query(sh, k_completions, line);
-    std::vector<std::string> words;
-    for (size_t at = 0, end = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
-        words.push_back(text.substr(at, end - at));
-    }
-    return words;
+shell_answer shell_completions(const shell &sh, const std::string &line) {
+    shell_answer answered = query(sh, k_completions, line);
+    // Patterns may have a choice in common.
+    std::sort(answered.lines.begin(), answered.lines.end());
+    answered.lines.erase(std::unique(answered.lines.begin(), answered.lines.end()), answered.lines.end());
+    return answered;
 }
 
 std::string shell_prompt(const shell &sh) {

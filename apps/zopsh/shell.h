@@ -27,14 +27,24 @@ struct shell {
 /// Runs a line, shows its output, and says what is wrong with it when nothing fits.
 line_result shell_run(shell *sh, const std::string &line);
 
-/// The help listing for a line as it stands, and what its last word can be completed to.
-std::string shell_help(const shell &sh, const std::string &line);
-std::vector<std::string> shell_completions(const shell &sh, const std::string &line);
+/// What the server answers to a question about a line; `failure` says in words why it could not be asked, and
+/// is null otherwise.
+struct shell_answer {
+    const char *failure;
+    std::vector<std::string> lines;
+};
+
+/// The help listing for a line as it stands.
+shell_answer shell_help(const shell &sh, const std::string &line);
+
+/// What the last word of a line can be completed to, each word once.
+shell_answer shell_completions(const shell &sh, const std::string &line);
 
 /// The prompt: host name and mode.
 std::string shell_prompt(const shell &sh);
 
-/// Why no command fits a line, with a marker under the word; several lines of text.
+/// Why no command fits a line, with a marker under the word; several lines of text. When the server
+/// cannot be asked, the reason for that.
 std::string shell_explain(const shell &sh, const std::string &line);
 
 /// Writes text to standard output, a screen at a time where that is wanted.

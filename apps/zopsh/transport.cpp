@@ -61,7 +61,10 @@ void catch_signals() {
     struct sigaction action {};
     action.sa_handler = end_by_signal;
     for (const int number : {SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
-        ::sigaction(number, &action, nullptr);
+        struct sigaction before {};
+        if (::sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) { // by nohup, say
+            ::sigaction(number, &action, nullptr);
+        }
     }
     if (s_has_terminal) {
         action.sa_handler = [](int) {};

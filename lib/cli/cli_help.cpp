@@ -3,6 +3,7 @@
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/cli_tree.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 
@@ -39,6 +40,11 @@ const char *help_at(const cli_entry &entry, int32_t position) {
     return position < k_cli_help_slots ? entry.command->help[position] : nullptr;
 }
 
+/// The lines that one entry of a listing takes: a help text may have several.
+int32_t lines_of(const char *help) {
+    return 1 + (help != nullptr ? static_cast<int32_t>(std::count(help, help + std::strlen(help), '\n')) : 0);
+}
+
 /// Prints the word unless this listing has. Returns the number of lines.
 int32_t list_word(cli_known_word &word, const char *help) {
     if (word.listed == s_listing) {
@@ -50,7 +56,7 @@ int32_t list_word(cli_known_word &word, const char *help) {
     } else {
         cli_print("  %-15s \n", word.text);
     }
-    return 1;
+    return lines_of(help);
 }
 
 /// A keyword that does not begin so is not wanted. What the user may type as an argument is shown in any
@@ -70,7 +76,7 @@ int32_t list_entry(const cli_entry &entry, const question &asked) {
         return 0;
     }
     cli_print("  %-15s\n", help);
-    return 1;
+    return lines_of(help);
 }
 
 int32_t list(const cli_session &session, const question &asked) {
@@ -90,7 +96,7 @@ int32_t list(const cli_session &session, const question &asked) {
 
 // ---- completion
 
-/// Prints each choice once that goes on from what was typed.
+/// Prints the choices that go on from what was typed.
 struct completion {
     const char *partial;
     int32_t lines;

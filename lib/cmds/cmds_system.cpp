@@ -110,7 +110,7 @@ int32_t show_system_info() {
 }
 
 int32_t show_cpu_load() {
-    const int32_t load = cli_cpu_load();
+    const int32_t load = std::max(cli_cpu_load(), 0); // the kernel may take waiting time back
     cli_print("%-20s: %d.%02d %%\n", "CPU load", load / 100, load % 100);
     return 0;
 }
@@ -123,11 +123,17 @@ int32_t show_modes() {
     return 0;
 }
 
+int32_t show_tree() {
+    cli_dump_tree();
+    return 0;
+}
+
 int32_t set_length(int32_t /*argc*/, const char *const *argv) {
     return screen_length_set(argv[0], cli_print);
 }
 
-// ---- the commands. Every mode has its own "exit" and "end", by the rows of its id.
+// ---- the commands. Every mode has its own "exit", and those of the configuration "end", by the rows of its
+// id.
 
 /// A command and the mode it is installed in; 0 for all of them.
 struct placed_command {
@@ -257,6 +263,14 @@ constexpr placed_command k_commands[] = {
       alone<show_modes>,
       {"Show the state of the switch.", "The modes of the shell, for debugging.",
        "<cr>            Show the modes of the shell."}}},
+    {k_every_mode,
+     {"show tree",
+      k_mask_user | k_mask_debug,
+      0,
+      nullptr,
+      alone<show_tree>,
+      {"Show the state of the switch.", "The words of every mode, for debugging.",
+       "<cr>            Show the words of every mode."}}},
 };
 
 bool install(const placed_command &row) {

@@ -101,6 +101,7 @@ ipc_message *ipc_message_new(const ipc_header &header, std::span<const uint8_t> 
 
 void ipc_message_hand_over(ipc_message *message) {
     ipc_server &server = *server_of(message->header.route);
+    message->next = nullptr; // it may come from the other server's queue
     pthread_mutex_lock(&server.queue_mutex);
     if (server.queue_tail == nullptr) {
         server.queue_head = message;

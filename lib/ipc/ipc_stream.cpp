@@ -227,7 +227,9 @@ ssize_t stream_read_try(stream *s, int fd, size_t n) {
 }
 
 ssize_t stream_recvfrom(stream *s, int fd, size_t n, int flags, sockaddr *from, socklen_t *fromlen) {
-    return arrived_or_retry(s, recvfrom(fd, space(s, n, "put"), n, flags, from, fromlen));
+    const ssize_t result = recvfrom(fd, space(s, n, "put"), n, flags, from, fromlen);
+    // The flags may ask for the real length of a datagram that was cut.
+    return arrived_or_retry(s, std::min(result, static_cast<ssize_t>(n)));
 }
 
 ssize_t stream_recvmsg(stream *s, int fd, msghdr *msgh, int flags, size_t n) {

@@ -53,6 +53,7 @@ size_t stream_resize(stream *s, size_t newsize);
 
 // ---- cursors
 
+/// The fields.
 size_t stream_get_getp(const stream *s);
 size_t stream_get_endp(const stream *s);
 size_t stream_get_size(const stream *s);

@@ -1,7 +1,9 @@
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -161,6 +163,7 @@ TEST(CliMatch, TypesRangesAndAlternatives) {
         {"SFTP_HOST",
          {"user1@1.2.3.4", "u@999.1.1.1:22/path", "u@1.2.3.4/", "u@1.2.3.4anything"},
          {"@1.2.3.4", "u-1@1.2.3.4", "u@1.2.3", "u@1234.2.3.4", "u@host"}},
+        {"SCP_HOST", {"user1@1.2.3.4"}, {"u@host"}},
         {"<1-60>", {"1", "60", "060"}, {"0", "61", "07x", "+5", huge.c_str(), wider.c_str()}},
         {"<-5-10>", {"5", "10"}, {"4", "11", "-5"}},
         {"(enable|disable)", {"enable", "disable"}, {"en", "enabled", "enable|disable", "(enable|disable)"}},
@@ -175,8 +178,14 @@ TEST(CliMatch, TypesRangesAndAlternatives) {
             EXPECT_FALSE(cli_prefix_match(input, pattern)) << c.pattern << " " << input;
         }
     }
-    for (const char *type : {"STRINGS", "IFNAME", "VLANLISTS", "OID", "URL_PATH", "VERSION"}) {
+    for (const char *type :
+         {"STRINGS", "COMMUNITY", "IFNAME", "IPv6_URL_PATH", "LEVEL", "MONITORMODE", "PORT_ID", "PORTLISTS",
+          "VERSION", "VIEW_NAME_32", "VLANLISTS", "OID", "URL_PATH"}) {
         EXPECT_TRUE(cli_prefix_match("\xff;%", cli_classify(type))) << type;
+    }
+    for (const char *type : {"GROUP_ID", "VALUE", "PRIORITY", "QUEUE_ID", "RATE_LIMIT"}) {
+        EXPECT_TRUE(cli_prefix_match("007", cli_classify(type))) << type;
+        EXPECT_FALSE(cli_prefix_match("-1", cli_classify(type))) << type;
     }
     // The exact match takes any number in range, but only the whole text of alternatives.
     EXPECT_TRUE(cli_exact_match("+5x", cli_classify("<1-60>")));
@@ -215,7 +224,7 @@ TEST(CliParser, AbbreviationsAmbiguityAndExactWords) {
     EXPECT_EQ("x", run_line("clear x"));
     run_line.session.mode_id = 99999; // nothing is installed there
     EXPECT_EQ("-", run_line("con t"));
-    EXPECT_EQ(0U, cli_command_count(99999));
+    EXPECT_EQ(nullptr, cli_find_node(99999)) << "running a line makes no node";
 }
 
 TEST(CliParser, AmbiguityIsDecidedAtTheSecondWordThatFits) {
@@ -305,7 +314,8 @@ TEST(CliParser, LimitsOfLinesAndDeclarations) {
         command(" ; only a comment", nullptr, run<'c'>),
     };
     EXPECT_EQ((std::vector<int32_t>{0, -1, 0, -1, 0, -1, 0, 0, -1}), run_line.results);
-    EXPECT_EQ("1", run_line("twice")); // of equal ones the first installed
+    EXPECT_EQ("1", run_line("twice"));      // of equal ones the first installed
+    EXPECT_EQ("2: x", run_line("twice x")); // of fallbacks the last
     EXPECT_EQ("e: 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20",
               run_line("echo 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22"));
     EXPECT_EQ("-", run_line("echo " + std::string(5000, 'x')));
@@ -347,7 +357,7 @@ TEST(CliHelp, ListsWhatCanFollow) {
     const auto listed = [&](int32_t offset, std::vector<const char *> words) {
         const int32_t lines =
             cli_list_next_words(in.session, offset, static_cast<int32_t>(words.size()), words.data());
-        EXPECT_EQ(lines == 0, s_printed.empty());
+        EXPECT_EQ(lines, std::count(s_printed.begin(), s_printed.end(), '\n'));
         return taken(s_printed);
     };
     EXPECT_EQ("  set             \n  show            Show.\n", listed(1, {}));
@@ -382,6 +392,15 @@ TEST(CliHelp, HelpsAndCompletesWhileALineIsTyped) {
     EXPECT_EQ("version\nvlan\n", complete("sh v"));
     EXPECT_EQ("on\noff\nother\n", complete("set o"));
     EXPECT_EQ("", complete("show vlan "));
+
+    cli_dump_tree();
+    const std::string dump = taken(s_printed);
+    EXPECT_TRUE(dump.ends_with("##### NODE" + std::to_string(in.session.mode_id) +
+                               " ######\n"
+                               "cmd set \ncmd show version \ncmd show vlan \n"
+                               "set \n          (on|off|other) \n"
+                               "show \n          version \n          vlan \n                    VLANID \n"))
+        << dump;
 }
 
 TEST(CliConfig, ReplaysEveryLine) {

@@ -34,7 +34,7 @@ public:
     }
     void end() {
         m_process.terminate();
-        EXPECT_EQ(0, m_process.wait());
+        EXPECT_EQ(128 + SIGTERM, m_process.wait());
     }
 
 private:
@@ -183,7 +183,9 @@ void type_lines() {
     at.until("(config)# ");
     at.type("s\t"); // "set" and "show"
     EXPECT_NE(std::string::npos, at.until("(config)# s").find("  set\r\n  show\r\n"));
-    at.type("how nonsense\x03");
+    at.type("how ;com\t"); // not a word
+    at.until("\a");
+    at.type(" nonsense\x03");
     at.until("^C\r\n");
     at.until("(config)# ");
     at.type("end\r");
@@ -237,7 +239,10 @@ void type_lines() {
     terminal alone(24);
     alone.until("# ");
     server.end();
-    alone.type("show version\r");
+    alone.type("sh\t");
+    alone.until("zopsh: the shell's server does not run\r\n");
+    alone.until("# sh");
+    alone.type("ow version\r");
     alone.until("zopsh: the shell's server does not run\r\n");
     EXPECT_EQ(2, WEXITSTATUS(alone.wait()));
 }
