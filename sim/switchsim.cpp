@@ -258,6 +258,10 @@ int command_show(const arguments &given) {
         complain(std::string("nothing begins with '") + prefix + "'");
         return EXIT_FAILURE;
     }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        complain(std::string("standard output: ") + std::strerror(errno));
+        return EXIT_FAILURE;
+    }
     return EXIT_SUCCESS;
 }
 

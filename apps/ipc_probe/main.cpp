@@ -1,3 +1,4 @@
+#include "apps/common/standard_streams.h"
 #include "lib/base/unique_fd.h"
 #include "lib/ipc/ipc_api.h"
 #include "lib/ipc/ipc_io.h"
@@ -265,11 +266,13 @@ bool run(int fd, const options &wanted) {
 } // namespace
 
 int main(int argc, char **argv) {
+    hold_standard_streams();
     options wanted;
     const int early = parse(argc, argv, &wanted);
     if (early >= 0) {
         return early;
     }
     const unique_fd fd = connect_to(wanted.path);
-    return fd.valid() && run(fd.get(), wanted) ? EXIT_SUCCESS : EXIT_FAILURE;
+    const int status = fd.valid() && run(fd.get(), wanted) ? EXIT_SUCCESS : EXIT_FAILURE;
+    return end_output("ipc_probe", status, EXIT_FAILURE);
 }

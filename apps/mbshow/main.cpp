@@ -1,3 +1,4 @@
+#include "apps/common/standard_streams.h"
 #include "apps/mbshow/report.h"
 
 #include <algorithm>
@@ -163,4 +164,7 @@ int show(const options &chosen) {
 
 } // namespace
 
-int main(int argc, char **argv) { return show(parse_options(argc, argv)); }
+int main(int argc, char **argv) {
+    hold_standard_streams();
+    return show(parse_options(argc, argv));
+}

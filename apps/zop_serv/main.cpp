@@ -1,4 +1,6 @@
+#include "apps/common/standard_streams.h"
 #include "apps/zop_serv/ask.h"
+#include "lib/base/unique_fd.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_message.h"
 #include "lib/cli/csh_output.h"
@@ -13,6 +15,8 @@
 #include <cstdio>
 #include <getopt.h>
 #include <pthread.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 // The management process: the server of the shell and the server of the IPC messages.
@@ -55,6 +59,15 @@ bool catch_end() {
            pthread_create(&thread, nullptr, await_end, &s_signals) == 0;
 }
 
+/// Whether there is a server of the shell already. A second one would take its sockets away.
+bool is_served() {
+    const unique_fd socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", k_csh_server_path);
+    return ::connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+}
+
 void init_modules() {
     if (cmds_system_install() != 0) {
         std::fprintf(stderr, "zop_serv: a command of the system module was refused\n");
@@ -72,6 +85,7 @@ int32_t query(int32_t flag, const char *text, const cli_session &session) {
 } // namespace
 
 int main(int argc, char **argv) {
+    hold_standard_streams();
     csh_startup startup = {};
     startup.init_modules = init_modules;
     startup.init_services = init_services;
@@ -104,6 +118,10 @@ int main(int argc, char **argv) {
         return 2;
     }
     std::setvbuf(stdout, nullptr, _IOLBF, 0); // what it says is read while it runs
+    if (is_served()) {
+        std::fprintf(stderr, "zop_serv: another one runs here\n");
+        return 1;
+    }
     if (!catch_end()) {
         std::fprintf(stderr, "zop_serv: cannot wait for the signals that end it\n");
         return 1;

@@ -1,5 +1,7 @@
 #include "apps/zopsh/shell.h"
 
+#include "lib/base/result.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <histedit.h>
@@ -55,7 +57,7 @@ unsigned char list_help(EditLine *editor, int /*key*/) {
     if (help.failure != nullptr) {
         return say(help.failure);
     }
-    pager_show(*s_shell, indented(help.lines, ""));
+    ignore_result(pager_show(*s_shell, indented(help.lines, ""))); // it has told itself
     return CC_REDISPLAY;
 }
 
@@ -86,7 +88,7 @@ unsigned char complete(EditLine *editor, int /*key*/) {
         el_insertstr(editor, rest.c_str());
         return CC_REFRESH;
     }
-    pager_show(*s_shell, "\n" + indented(words.lines, "  "));
+    ignore_result(pager_show(*s_shell, "\n" + indented(words.lines, "  "))); // as above
     return CC_REDISPLAY;
 }
 
@@ -112,6 +114,8 @@ void set_up(EditLine *editor, History *history) {
     el_set(editor, EL_ADDFN, "drop-line", "Drop the line", drop_line);
     el_set(editor, EL_BIND, "?", "list-help", nullptr);
     el_set(editor, EL_BIND, "\t", "complete", nullptr);
+    // The editor's own commands are none of the switch's, and a wrong one ends the program.
+    el_set(editor, EL_BIND, "\\ex", "ed-unassigned", nullptr);
     el_set(editor, EL_SETTY, "-d", "-isig", nullptr); // so that Ctrl-C is a key
     el_set(editor, EL_BIND, "^C", "drop-line", nullptr);
 }

@@ -1,7 +1,10 @@
+#include "apps/common/standard_streams.h"
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/transport.h"
 
+#include <cerrno>
 #include <charconv>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -103,8 +106,12 @@ int run_input(shell *sh) {
         const line_result result = shell_run(sh, line);
         status = status_after(result, status);
         if (!goes_on(result)) {
-            break;
+            return status;
         }
+    }
+    if (std::ferror(stdin) != 0) {
+        std::fprintf(stderr, "zopsh: standard input: %s\n", std::strerror(errno));
+        return k_status_failed;
     }
     return status;
 }
@@ -125,6 +132,8 @@ int run(shell *sh, const options &wanted) {
 } // namespace
 
 int main(int argc, char **argv) {
+    hold_standard_streams();
+    std::setlocale(LC_CTYPE, ""); // what is typed may be more than ASCII
     options wanted;
     const int early = parse(argc, argv, &wanted);
     if (early >= 0) {
@@ -136,8 +145,7 @@ int main(int argc, char **argv) {
         transport_close();
         return k_status_failed;
     }
-    const int status = run(&sh, wanted);
-    std::fflush(stdout);
+    const int status = end_output("zopsh", run(&sh, wanted), k_status_failed);
     transport_close();
     return status;
 }

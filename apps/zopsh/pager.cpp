@@ -1,12 +1,13 @@
 #include "apps/zopsh/shell.h"
 
-#include "lib/base/result.h"
 #include "lib/cli/buffer.h"
 #include "lib/cli/screen_length.h"
 #include "lib/ipc/ipc_io.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -65,15 +66,17 @@ char read_key() {
 
 constexpr char k_ctrl_c = 3;
 
-void show_by_screens(buffer *b) {
+/// Returns false when a screen cannot be written.
+bool show_by_screens(buffer *b) {
     bool erase = false;
     bool one_line = false;
     while (b->head != nullptr) {
         const screen size = screen_size();
         // A line of text and one for the prompt.
         const int32_t height = one_line ? 2 : size.height;
-        if (buffer_flush_window(b, STDOUT_FILENO, size.width, height, erase, false) != k_buffer_pending) {
-            return;
+        const int32_t result = buffer_flush_window(b, STDOUT_FILENO, size.width, height, erase, false);
+        if (result != k_buffer_pending) {
+            return result == k_buffer_empty;
         }
         char key = 0;
         do {
@@ -81,27 +84,29 @@ void show_by_screens(buffer *b) {
         } while (key != ' ' && key != '\r' && key != '\n' && key != 'q' && key != 'Q' && key != k_ctrl_c);
         if (key == 'q' || key == 'Q' || key == k_ctrl_c) {
             std::fputs("\r          \r", stdout); // over the prompt
-            std::fflush(stdout);
-            return;
+            return std::fflush(stdout) == 0;
         }
         one_line = key != ' ';
         erase = true;
     }
+    return true;
 }
 
 } // namespace
 
-void pager_show(const shell &sh, const std::string &text) {
+bool pager_show(const shell &sh, const std::string &text) {
     if (text.empty()) {
-        return;
+        return true;
     }
     std::fflush(stdout);
     const std::string shown = sh.for_people ? for_terminal(text) : text;
     const std::unique_ptr<buffer, free_buffer> queue(sh.pager ? buffer_new(0) : nullptr);
-    if (queue == nullptr || buffer_put(queue.get(), shown.data(), shown.size()) != 0) {
-        // A reader that has gone away shows at the next line that is to be written.
-        ignore_result(write_full(STDOUT_FILENO, shown.data(), shown.size()));
-        return;
+    const bool by_screens = queue != nullptr && buffer_put(queue.get(), shown.data(), shown.size()) == 0;
+    const bool written = by_screens ? show_by_screens(queue.get())
+                                    : write_full(STDOUT_FILENO, shown.data(), shown.size()) ==
+                                          static_cast<ssize_t>(shown.size());
+    if (!written) {
+        std::fprintf(stderr, "zopsh: standard output: %s\n", std::strerror(errno));
     }
-    show_by_screens(queue.get());
+    return written;
 }

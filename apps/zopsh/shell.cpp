@@ -58,6 +58,10 @@ line_result shell_run(shell *sh, const std::string &line) {
     if (is_command_line && (begin == std::string::npos || line[begin] == ';')) {
         return line_result::done; // nothing, or a comment
     }
+    if (line.find('\0') != std::string::npos) {
+        std::fputs("zopsh: a line cannot hold a NUL\n", stderr);
+        return line_result::failed;
+    }
     if (line.size() >= k_csh_text_size) {
         std::fprintf(stderr, "zopsh: a line has at most %zu characters\n", k_csh_text_size - 1);
         return line_result::failed;
@@ -68,7 +72,7 @@ line_result shell_run(shell *sh, const std::string &line) {
     if (what != answer::done) {
         return complain(what);
     }
-    pager_show(*sh, transport_output());
+    const bool shown = pager_show(*sh, transport_output());
     const std::string text(message.text, ::strnlen(message.text, k_csh_text_size));
     const bool told = !text.empty() && text != line; // the server has something to say in place of the line;
     sh->session = message.session;
@@ -81,7 +85,7 @@ line_result shell_run(shell *sh, const std::string &line) {
     if (message.result1 == k_cli_status_no_match && message.result2 == -1) {
         std::fputs(shell_explain(*sh, line).c_str(), stderr);
     }
-    return message.result2 == 0 ? line_result::done : line_result::failed;
+    return message.result2 == 0 && shown ? line_result::done : line_result::failed;
 }
 
 shell_answer shell_help(const shell &sh, const std::string &line) { return query(sh, k_help, line); }

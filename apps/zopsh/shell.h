@@ -47,8 +47,9 @@ std::string shell_prompt(const shell &sh);
 /// cannot be asked, the reason for that.
 std::string shell_explain(const shell &sh, const std::string &line);
 
-/// Writes text to standard output, a screen at a time where that is wanted.
-void pager_show(const shell &sh, const std::string &text);
+/// Writes text to standard output, a screen at a time where that is wanted. Returns false, after saying why,
+/// when it cannot be written.
+bool pager_show(const shell &sh, const std::string &text);
 
 /// Reads lines from the terminal, with editing, history, help and completion, and runs them until the user
 /// leaves or the server is gone.

@@ -1,7 +1,9 @@
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/ipc/ipc_log.h"
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 namespace {
@@ -43,8 +45,13 @@ int32_t cli_load_config(const char *path) {
     session.mode_id = k_cli_mode_config;
     bool all_done = true;
     char line[k_line_size];
+    int32_t number = 1;
     while (std::fgets(line, sizeof line, file.get()) != nullptr) {
-        all_done = replay_line(&session, line) && all_done;
+        if (!replay_line(&session, line)) {
+            ipc_log_warn("%s: line %d failed", path, number);
+            all_done = false;
+        }
+        number += std::strchr(line, '\n') != nullptr ? 1 : 0; // or it goes on
     }
     cli_set_last_status(outer_status);
     return all_done ? 0 : k_cli_load_failed_lines;

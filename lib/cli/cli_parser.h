@@ -38,7 +38,8 @@ void cli_set_prompt_handler(int32_t node_kind, cli_prompt_fn handler);
 
 /// Replays a saved configuration: commands, one a line, in the global configuration mode at first. A line
 /// that begins with "!" goes back to it. Returns 0, -1 when the file cannot be opened, -301 when at least one
-/// line failed; the lines behind it are run all the same. May be called by a handler.
+/// line failed, which goes to the system log by its number; the lines behind it are run all the same. May be
+/// called by a handler.
 int32_t cli_load_config(const char *path);
 constexpr int32_t k_cli_load_failed_lines = -301;
 

@@ -252,8 +252,10 @@ void csh_server_start(const csh_startup &startup) {
     make_channel();
     call(startup.init_modules);
     csh_output_remove(); // what the last start's replay printed
-    // A missing file is a switch as it left the factory; a failed line is in the output file.
-    ignore_result(cli_load_config(k_saved_config));
+    // A missing file is a switch as it left the factory.
+    if (cli_load_config(k_saved_config) == k_cli_load_failed_lines) {
+        std::printf("%s: not all lines could be run; the system log says which\n", k_saved_config);
+    }
     call(startup.init_services);
     if (!startup.skip_interface) {
         restart_interface(startup);

@@ -69,12 +69,16 @@ int32_t end_session() {
 
 // ---- showing
 
+constexpr const char *k_no_answer = "the switch does not answer";
+
 void show_line(const char *name, const char *text) { cli_print("%-20s: %s\n", name, text); }
 
 int32_t show_version() {
     uint16_t type = 0;
     show_line("Software version", ZOP_VERSION);
-    if (sasi_get_device_type(&type) == 0) {
+    if (sasi_get_device_type(&type) != 0 || !sasi_is_open()) {
+        show_line("Device type", k_no_answer);
+    } else {
         cli_print("%-20s: 0x%04X\n", "Device type", type);
     }
     return 0;
@@ -91,8 +95,8 @@ int32_t show_uptime() {
 
 void show_address(const char *name, int32_t (*get)(uint32_t *address)) {
     uint32_t address = 0;
-    if (get(&address) != 0) {
-        show_line(name, "the switch does not answer");
+    if (get(&address) != 0 || !sasi_is_open()) {
+        show_line(name, k_no_answer);
         return;
     }
     cli_print("%-20s: %u.%u.%u.%u\n", name, address >> 24, address >> 16 & 255, address >> 8 & 255,
@@ -129,7 +133,11 @@ int32_t show_tree() {
 }
 
 int32_t set_length(int32_t /*argc*/, const char *const *argv) {
-    return screen_length_set(argv[0], cli_print);
+    const int32_t result = screen_length_set(argv[0], cli_print);
+    if (result == k_screen_length_not_stored) {
+        cli_print("%% The setting cannot be stored\n");
+    }
+    return result;
 }
 
 // ---- the commands. Every mode has its own "exit", and those of the configuration "end", by the rows of its

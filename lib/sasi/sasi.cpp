@@ -52,6 +52,8 @@ int32_t sasiClose() {
     return 0;
 }
 
+bool sasi_is_open() { return s_handle >= 0; }
+
 int32_t sasiRequest(uint32_t request, sasi_block *block) {
     if (s_handle < 0 || block == nullptr) {
         return -1;

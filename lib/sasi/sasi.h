@@ -15,6 +15,9 @@ int32_t sasiOpen();
 /// Closes the handle and sets it to -1. A handle below 1 is left alone: 0 is never closed. Returns 0.
 int32_t sasiClose();
 
+/// Whether there is a handle.
+bool sasi_is_open();
+
 /// Makes one control call with `request` on `block`. Returns the call's own result, or -1 without a call when
 /// the handle is negative or `block` is null.
 int32_t sasiRequest(uint32_t request, sasi_block *block);

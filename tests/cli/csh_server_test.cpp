@@ -176,7 +176,9 @@ void serve_everything() {
     EXPECT_EQ(1, reply.type);
     EXPECT_EQ("modules\nreplayed\nwait 5\nifconfig tap0 down\nwait 1\nifconfig tap0 up\nwait 1\nwait 1\n",
               content("/tmp/steps"));
-    EXPECT_EQ("udhcpc renew fail\n", content("/tmp/said"));
+    EXPECT_EQ("/var/config/zopsh_config.save: not all lines could be run; the system log says which\n"
+              "udhcpc renew fail\n",
+              content("/tmp/said"));
     EXPECT_EQ("saved\n", content("/tmp/ttyout-0"));
 
     // A line, twice: the file has the last one's output only. Another thread's went elsewhere.

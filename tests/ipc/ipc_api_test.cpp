@@ -125,7 +125,6 @@ protected:
         }
         EXPECT_EQ(0, ipc_serv_start());
     }
-    ~ipc_server_test() override { ipc_get_settings().greet_clients = false; }
 };
 
 /// Whether a line with this priority and part of a text is logged, within 10 s.
@@ -457,6 +456,7 @@ TEST_F(IpcServer, ClientsOfRoutes1And2AreGreetedWhenThatIsSet) {
     const peer third(4);
     send_one_way(4, 100, {1});
     EXPECT_EQ(message({4, 100, 2, 0}, {1}), third.receive_message()) << "and no greeting before it";
+    ipc_get_settings().greet_clients = false; // its hello was the last
 }
 
 TEST_F(IpcServer, WithoutDescriptorsAPeerIsTurnedAwayAndTheNextOneServed) {

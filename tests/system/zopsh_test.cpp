@@ -164,6 +164,13 @@ void run_scripts() {
     result = zopsh({"-c", "show version twice"});
     EXPECT_EQ(1, result.status);
     EXPECT_EQ("% Wrong argument\n", result.output);
+    // Streams that are closed or full: told, and never taken for the socket.
+    for (const char *rest : {" -c 'show version' >&-", " -c 'show version' >/dev/full", " <&-"}) {
+        result = run_command({"sh", "-c", own_program("zopsh").front() + rest});
+        EXPECT_EQ(1, result.status) << rest;
+        EXPECT_TRUE(result.output.starts_with("zopsh: standard ")) << result.output;
+    }
+    EXPECT_EQ(1, run_command(own_program("zop_serv")).status) << "there is one";
     server.end();
     EXPECT_FALSE(fs::exists("/tmp/csh_serv") || fs::exists("/tmp/ipc_zop_serv_addr"));
     for (const auto &entry : fs::directory_iterator("/tmp")) {
@@ -178,6 +185,8 @@ void type_lines() {
     at.type("?");
     const std::string help = at.until("# ");
     EXPECT_NE(std::string::npos, help.find("configure       Configure the switch."));
+    at.type("\x1bx"); // no command prompt of the editor's
+    at.until("\a");
     at.type("conf\tte\t\r"); // each completed
     at.until("configure terminal \r\n");
     at.until("(config)# ");
