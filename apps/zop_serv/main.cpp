@@ -47,13 +47,14 @@ void *await_end(void *argument) {
     return nullptr;
 }
 
-/// Makes SIGTERM and SIGINT the business of a thread of its own. Before any other thread is started: all
-/// inherit that they are blocked.
+/// Makes SIGTERM, SIGINT and SIGHUP the business of a thread of its own. Before any other thread is started:
+/// all inherit that they are blocked.
 bool catch_end() {
     static sigset_t s_signals;
     sigemptyset(&s_signals);
     sigaddset(&s_signals, SIGTERM);
     sigaddset(&s_signals, SIGINT);
+    sigaddset(&s_signals, SIGHUP);
     pthread_t thread = 0;
     return pthread_sigmask(SIG_BLOCK, &s_signals, nullptr) == 0 &&
            pthread_create(&thread, nullptr, await_end, &s_signals) == 0;
