@@ -33,8 +33,8 @@ constexpr const char *k_usage =
     "\n"
     "Open the shell with zopsh; watch the IPC server with ipc_probe.\n";
 
-/// Waits for the signals that end the process, and removes the sockets: whoever knocks next finds nobody. The
-/// last words and the exit status are those of any fatal signal.
+/// Waits for the signals that end the process, and removes the sockets: whoever knocks next finds nobody.
+/// Then the process ends as by any fatal signal, with "exiting..." and status 128 + number.
 void *await_end(void *argument) {
     const auto *const signals = static_cast<const sigset_t *>(argument);
     int signal = 0;
@@ -44,30 +44,35 @@ void *await_end(void *argument) {
     std::fflush(stdout);
     pthread_sigmask(SIG_UNBLOCK, signals, nullptr);
     std::raise(signal);
-    return nullptr;
+    ::_exit(128 + signal); // should the handler not be there
 }
 
-/// Makes SIGTERM, SIGINT and SIGHUP the business of a thread of its own. Before any other thread is started:
-/// all inherit that they are blocked.
+/// Makes the signals that end the process the business of a thread of its own, but for those that are ignored
+/// from the start, by nohup, say. Before any other thread is started: all inherit that they are blocked.
 bool catch_end() {
     static sigset_t s_signals;
     sigemptyset(&s_signals);
-    sigaddset(&s_signals, SIGTERM);
-    sigaddset(&s_signals, SIGINT);
-    sigaddset(&s_signals, SIGHUP);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction found {};
+        if (::sigaction(number, nullptr, &found) == 0 && found.sa_handler != SIG_IGN) {
+            sigaddset(&s_signals, number);
+        }
+    }
     pthread_t thread = 0;
     return pthread_sigmask(SIG_BLOCK, &s_signals, nullptr) == 0 &&
            pthread_create(&thread, nullptr, await_end, &s_signals) == 0;
 }
 
-/// Whether there is a server of the shell already. A second one would take its sockets away.
-bool is_served() {
-    const unique_fd socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+bool is_bound(const char *path, int type) {
+    const unique_fd socket(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", k_csh_server_path);
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
     return ::connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
 }
+
+/// Whether there is a management process already. A second one would take its sockets away.
+bool is_served() { return is_bound(k_csh_server_path, SOCK_DGRAM) || is_bound(k_ipc_serv_path, SOCK_STREAM); }
 
 void init_modules() {
     if (cmds_system_install() != 0) {

@@ -26,6 +26,8 @@ template<typename F> auto interruptible(F ask) {
     const bool is_terminal = ::tcgetattr(STDIN_FILENO, &editing) == 0;
     termios asking = editing;
     asking.c_lflag |= ISIG;
+    asking.c_cc[VSUSP] = _POSIX_VDISABLE; // these would leave the terminal to others as the editor has set it
+    asking.c_cc[VQUIT] = _POSIX_VDISABLE;
     if (is_terminal) {
         ::tcsetattr(STDIN_FILENO, TCSANOW, &asking);
     }
@@ -80,7 +82,7 @@ unsigned char complete(EditLine *editor, int /*key*/) {
     }
     const std::string common = words.lines.empty() ? "" : common_beginning(words.lines);
     if (words.lines.empty() ||
-        !common.starts_with(typed)) { // a comment, say: the server has read another word
+        !common.starts_with(typed)) { // in a comment: the server completes another word
         return CC_REFRESH_BEEP;
     }
     const std::string rest = common.substr(typed.size()) + (words.lines.size() == 1 ? " " : "");

@@ -36,6 +36,8 @@ std::string listed(const std::vector<std::string> &words) {
     return text;
 }
 
+std::string not_known(const char *failure) { return std::string("  not known why: ") + failure + "\n"; }
+
 } // namespace
 
 std::string shell_explain(const shell &sh, const std::string &line) {
@@ -43,14 +45,16 @@ std::string shell_explain(const shell &sh, const std::string &line) {
         const std::string up_to = line.substr(0, word.end);
         const std::string text = line.substr(word.begin, word.end - word.begin);
         const shell_answer candidates = shell_completions(sh, up_to);
-        const shell_answer following = shell_help(sh, up_to + " ");
-        if (candidates.failure != nullptr || following.failure != nullptr) {
-            return std::string("  not known why: ") +
-                   (candidates.failure != nullptr ? candidates.failure : following.failure) + "\n";
+        if (candidates.failure != nullptr) {
+            return not_known(candidates.failure);
         }
         const std::vector<std::string> &words = candidates.lines;
         if (words.size() > 1 && std::find(words.begin(), words.end(), text) == words.end()) {
             return marked(line, word.begin, "ambiguous: " + listed(words));
+        }
+        const shell_answer following = shell_help(sh, up_to + " ");
+        if (following.failure != nullptr) {
+            return not_known(following.failure);
         }
         if (following.lines.empty()) {
             return marked(line, word.begin, "unknown here; ? lists what fits");

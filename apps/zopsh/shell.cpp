@@ -18,8 +18,8 @@ constexpr int32_t k_status_session_ended = 0x1012e;
 
 line_result complain(answer what) {
     std::fprintf(stderr, "zopsh: %s\n", transport_words(what));
-    const bool gone = what == answer::no_server || what == answer::forbidden || what == answer::no_reply ||
-                      what == answer::full;
+    const bool gone = what == answer::no_server || what == answer::forbidden || what == answer::ended ||
+                      what == answer::no_reply || what == answer::full;
     return gone ? line_result::no_server : line_result::failed;
 }
 

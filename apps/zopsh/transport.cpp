@@ -108,12 +108,30 @@ bool make_output_file() {
     return true;
 }
 
+/// The server's socket, to tell another server at the same path.
+struct server_id {
+    dev_t device;
+    ino_t inode;
+
+    bool operator==(const server_id &) const = default;
+};
+
+server_id s_server = {}; // of the last request
+
+server_id find_server() {
+    struct stat status {};
+    return ::stat(k_csh_server_path, &status) == 0 ? server_id{status.st_dev, status.st_ino} : server_id{};
+}
+
 /// Connected, the socket takes datagrams of the server only. Done before each request: the server may be
 /// another one by now.
 bool connect_to_server() {
     const sockaddr_un address = address_of(k_csh_server_path);
     return ::connect(s_socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
 }
+
+/// A connection to another server would lose what the one before has sent.
+bool server_has_ended() { return !(find_server() == s_server) || !connect_to_server(); }
 
 int64_t monotonic_ms() {
     timespec now{};
@@ -141,6 +159,12 @@ answer not_sent() {
 
 constexpr int64_t k_look_ms = 500; // how often it is looked whether there still is a server
 
+/// Whether the reply to a request of this type has been received.
+bool take_reply(int32_t type, csh_message *message) {
+    const ssize_t length = ::recv(s_socket, message, sizeof *message, MSG_DONTWAIT);
+    return length == sizeof *message && (!carries_serial(type) || message->auxiliary == s_serial);
+}
+
 answer receive(csh_message *message) {
     const int32_t type = message->type;
     const int64_t deadline = monotonic_ms() + int64_t{s_timeout_seconds} * 1000;
@@ -154,15 +178,12 @@ answer receive(csh_message *message) {
         if (ready < 0) {
             return answer::interrupted;
         }
-        if (ready == 0) {
-            if (!connect_to_server()) {
-                return not_sent(); // it has ended over the request
-            }
-            continue;
-        }
-        const ssize_t length = ::recv(s_socket, message, sizeof *message, MSG_DONTWAIT);
-        if (length == sizeof *message && (!carries_serial(type) || message->auxiliary == s_serial)) {
+        const bool ended = ready == 0 && server_has_ended(); // perhaps after it had answered
+        if (take_reply(type, message)) {
             return answer::done;
+        }
+        if (ended) {
+            return answer::ended;
         }
     }
 }
@@ -192,6 +213,7 @@ answer transport_exchange(int32_t type, const char *text, csh_message *message) 
         s_serial++;
         message->auxiliary = s_serial;
     }
+    s_server = find_server();
     if (!connect_to_server() || ::send(s_socket, message, sizeof *message, 0) != sizeof *message) {
         return not_sent();
     }
@@ -227,6 +249,8 @@ const char *transport_words(answer what) {
         return "the shell's server does not run";
     case answer::forbidden:
         return "the shell's server belongs to another user and lets only that one in";
+    case answer::ended:
+        return "the shell's server has ended over the request";
     case answer::no_reply:
         return "the shell's server does not answer";
     case answer::interrupted:

@@ -10,6 +10,7 @@ enum class answer {
     done,
     no_server,   // nobody listens at the server's socket
     forbidden,   // its owner lets nobody else in
+    ended,       // the server took the request and ended
     no_reply,    // the server took the request and did not answer in time
     interrupted, // Ctrl-C while waiting
     busy,        // another command holds the shell

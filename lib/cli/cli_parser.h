@@ -56,8 +56,7 @@ int32_t cli_list_next_words(const cli_session &session, int32_t offset, int32_t 
 int32_t cli_help_line(const cli_session &session, const char *line);
 
 /// Prints what the last word of the line can be completed to, one a line; keywords and alternatives only,
-/// the choices of each pattern word once.
-/// Returns the number of lines.
+/// the choices of each pattern word once. Returns the number of lines.
 int32_t cli_complete_line(const cli_session &session, const char *line);
 
 /// Prints the words of every mode as a tree, for debugging.

@@ -23,12 +23,12 @@ constexpr const char *k_ipc_web_path = "/tmp/ipc_web_gui_addr";
 
 /// Sends a message and, for a request, waits for its answer; from any thread. The result is in
 /// `header->status`: what the responder set, or what it was before when nobody answered (callers set
-/// k_ipc_status_unanswered). A message of any kind waits while another of its
-/// command is under way, and until it is sent: 150 ms when there is no client for its route. A response's
-/// payload goes to `reply`, cut to `reply_length`; a null reply takes none. Refused at once, the status
-/// unchanged: a null header, a negative length, a length without payload, a command above 325, a request that
-/// cannot be booked (see process_ipc_request), a response nobody waits for, any call before a server was
-/// started, and a request from a server's own thread, which would wait for itself.
+/// k_ipc_status_unanswered). A message of any kind waits while another of its command is under way, and until
+/// it is sent: 150 ms when there is no client for its route. From a server's own thread nothing waits. A
+/// response's payload goes to `reply`, cut to `reply_length`; a null reply takes none. Refused at once, the
+/// status unchanged: a null header, a negative length, a length without payload, a command above 325, a
+/// request that cannot be booked (see process_ipc_request), a response nobody waits for, any call before a
+/// server was started, and a request from a server's own thread, which would wait for itself.
 void protoipc_send_request(ipc_header *header, const void *payload, int32_t payload_length, void *reply,
                            int32_t reply_length);
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int32_t k_retry_ms = 150;
 
-// The server that the last hello for a route came to, by route. Null: there was none.
+// The server that a client of the route joined last, by route. Null: there was none.
 std::array<std::atomic<ipc_server *>, k_ipc_route_max + 1> s_last_joined = {};
 std::atomic<ipc_server *> s_management = nullptr; // null, like the next one: does not run
 std::atomic<ipc_server *> s_other = nullptr;
@@ -51,7 +51,8 @@ void give_up(const ipc_message &message) {
 }
 
 /// A request that was given up while its message waited must not be sent: the answer would be taken for that
-/// of the next request of its command.
+/// of the next request of its command. Only a client that leaves the other server at this very moment can
+/// give it up unseen.
 bool is_still_wanted(const ipc_message &message) {
     return message.header.kind != k_ipc_kind_request ||
            ipc_pending_waits(message.header.route, message.header.command, message.ticket);

@@ -33,8 +33,8 @@ void ipc_pending_init();
 /// Whether a request is still booked.
 [[nodiscard]] bool ipc_pending_waits(uint8_t route, uint16_t command, ipc_ticket ticket);
 
-/// Gives a request up: removes it and answers its sender, whose status stays 3. One that is not booked
-/// any more has been answered.
+/// Gives a request up: removes it and answers its sender, whose status stays 3. Without effect on one
+/// that has been answered.
 void ipc_pending_give_up(uint8_t route, uint16_t command, ipc_ticket ticket);
 
 /// Gives up every request of a route; any route outside 1..6 is ignored.

@@ -88,9 +88,17 @@ bool turn_away(ipc_server &server) {
 }
 
 int proto_ipc_accept(thread *task);
+int accept_after_pause(thread *task);
+
+void pause_accepting(ipc_server &server) {
+    thread_add_timer_msec(server.master, accept_after_pause, &server, k_accept_pause_ms);
+}
 
 void accept_on(ipc_server &server) {
     server.accept_task = thread_add_read(server.master, proto_ipc_accept, &server, server.listen_fd);
+    if (server.accept_task == nullptr) {
+        pause_accepting(server);
+    }
 }
 
 int accept_after_pause(thread *task) {
@@ -99,11 +107,11 @@ int accept_after_pause(thread *task) {
 }
 
 /// Leaves the peers that wait alone for a moment, when nothing can be done for them.
-void pause_accepting(ipc_server &server) {
-    if (server.accept_task != nullptr &&
-        thread_add_timer_msec(server.master, accept_after_pause, &server, k_accept_pause_ms) != nullptr) {
+void stop_accepting(ipc_server &server) {
+    if (server.accept_task != nullptr) {
         thread_cancel(server.accept_task);
         server.accept_task = nullptr;
+        pause_accepting(server);
     }
 }
 
@@ -114,7 +122,7 @@ void accept_failed(ipc_server &server, int error) {
     const bool no_descriptor = error == EMFILE || error == ENFILE;
     const bool no_memory = error == ENOBUFS || error == ENOMEM;
     if (no_memory || (no_descriptor && !turn_away(server))) {
-        pause_accepting(server);
+        stop_accepting(server);
     }
 }
 

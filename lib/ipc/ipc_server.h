@@ -46,7 +46,7 @@ struct ipc_server {
     bool started; // the start was tried
     scheduler_master *master;
     pthread_t thread_id;
-    thread *accept_task; // null while there are no descriptors to accept with
+    thread *accept_task; // null while nobody can be accepted, for want of descriptors or memory
     int listen_fd;
     int spare_fd; // given up for a moment when descriptors run out, so that a waiting peer can be turned away
     int wake_fd;  // readable while the queue holds messages
@@ -81,12 +81,12 @@ void ipc_route_left(uint8_t route, ipc_server *server);
 /// routes without a client; without it, the other one.
 void ipc_server_runs(ipc_server *server, bool management);
 
-/// Sends a message to the connected client of its route, or tries again once after 150 ms and then gives it
-/// up. Owns `message`. On the thread of `server`.
+/// Sends a message to the connected client of its route, or tries again once after 150 ms, at the server that
+/// has the client then, and gives it up. Owns `message`. On the thread of `server`.
 void protoipc_pkt_create_send(ipc_server &server, ipc_message *message);
 
-/// Sends a one-way message that a client of `here` sent to the client of its route, whichever server has
-/// that. Owns `message`. On the thread of `here`.
+/// Sends a message that the thread of `here` has to the client of its route, whichever server has that. Owns
+/// `message`. On the thread of `here`.
 void ipc_message_pass_on(ipc_server &here, ipc_message *message);
 
 /// Read task on wake_fd: sends what other threads have handed over.

@@ -53,7 +53,7 @@ size_t stream_resize(stream *s, size_t newsize);
 
 // ---- cursors
 
-/// The fields.
+/// Offset of the next byte to read, offset behind the last one written, and capacity.
 size_t stream_get_getp(const stream *s);
 size_t stream_get_endp(const stream *s);
 size_t stream_get_size(const stream *s);

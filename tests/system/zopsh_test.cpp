@@ -318,7 +318,7 @@ void meet_odd_servers() {
     const command_result result = zopsh({"-c", "show version"});
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << "not the time limit";
     EXPECT_EQ(2, result.status);
-    EXPECT_EQ("zopsh: the shell's server does not run\n", result.output);
+    EXPECT_EQ("zopsh: the shell's server has ended over the request\n", result.output);
     dying.join();
 }
 
