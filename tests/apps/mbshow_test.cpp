@@ -44,11 +44,6 @@ mb_image image_of(const std::map<uint16_t, uint16_t> &registers) {
     return image;
 }
 
-std::string text_of(const std::map<uint16_t, uint16_t> &registers) {
-    const mb_image image = image_of(registers);
-    return mb_report_text({"desk", 502, &image, nullptr});
-}
-
 } // namespace
 
 TEST(Plan, ReadsEveryItemOnceAndWhole) {
@@ -67,17 +62,6 @@ TEST(Plan, ReadsEveryItemOnceAndWhole) {
             });
             EXPECT_EQ(1, times) << number;
         }
-    }
-}
-
-TEST(Plan, HasNoRequestToSpare) {
-    const std::vector<mb_plan_read> reads = mb_plan_reads();
-    for (size_t i = 1; i < reads.size(); i++) {
-        // The item that begins a request would not have gone into the one before it.
-        const mb_block *block = mb_map_block_of(reads[i].number);
-        ASSERT_NE(nullptr, block);
-        const uint32_t end = reads[i].number + uint32_t{mb_map_find(*block, reads[i].number).item->count};
-        EXPECT_FALSE(is_served(reads[i - 1].number, end)) << reads[i].number;
     }
 }
 
@@ -135,76 +119,12 @@ TEST(Client, SaysWhenNothingListens) {
     EXPECT_THAT(client.error, HasSubstr("refused"));
 }
 
-TEST(Image, HoldsEachRegisterInItsPlace) {
-    const scripted_server server([](uint16_t number) { return number; });
-    mb_client client;
-    mb_image image;
-    ASSERT_TRUE(mb_client_connect(client, "localhost", server.port())) << client.error;
-    ASSERT_TRUE(mb_image_read(client, image)) << client.error;
-    for (const mb_plan_read &read : mb_plan_reads()) {
-        for (uint16_t number = read.number; number < read.number + read.count; number++) {
-            EXPECT_EQ(number, image.registers[number]);
-        }
-    }
-    EXPECT_NE(0, image.counters_at_ns);
-}
-
 TEST(Image, RatesOutlastAWrap) {
     mb_image before = image_of({{2027, 0xFFFF}, {2028, 0xFFF0}});
     mb_image now = image_of({{2028, 0x0010}});
     now.counters_at_ns = before.counters_at_ns + 2000000000;
     EXPECT_DOUBLE_EQ(16, mb_image_rate(now, before, mb_item_id::counter_9_10, 1));
     EXPECT_DOUBLE_EQ(0, mb_image_rate(now, before, mb_item_id::counter_9_10, 2));
-}
-
-TEST(Report, TellsInWords) {
-    const std::string text = text_of({{1065, 0x4142},
-                                      {1066, 0x4300},
-                                      {1067, 0x4444},
-                                      {1113, 0x0A1B},
-                                      {1115, 0x00FF},
-                                      {1129, 1},
-                                      {1130, 9},
-                                      {1145, 1},
-                                      {1259, 7},
-                                      {2031, 1},
-                                      {2281, 2}});
-    EXPECT_THAT(text, HasSubstr("Serial number      ABC\n"));
-    EXPECT_THAT(text, HasSubstr("MAC address        0A:1B:00:00:00:FF\n"));
-    EXPECT_THAT(text, HasSubstr("Main power         under-voltage\n"));
-    EXPECT_THAT(text, HasSubstr("Redundant power    unknown (9)\n"));
-    EXPECT_THAT(text, HasSubstr("Alarm              present\n"));
-    EXPECT_THAT(text, HasSubstr("\n     3     7 "));
-    EXPECT_THAT(text, testing::ContainsRegex("\n     4     0  +65536 "));
-    EXPECT_THAT(text, HasSubstr("Spanning tree      on (protocol mode 2)\n"));
-}
-
-TEST(Report, ShowsRingsAndInstancesInUseOnly) {
-    // What a slave gives for groups without a ring and for instances that are not there.
-    std::map<uint16_t, uint16_t> idle;
-    for (uint16_t group = 0; group < 6; group++) {
-        const auto first = static_cast<uint16_t>(3049 + 41 * group);
-        idle[first + 35] = 0x0101;
-        idle[first + 38] = idle[first + 39] = 2;
-    }
-    for (uint16_t i = 0; i < 64; i++) {
-        idle[static_cast<uint16_t>(3305 + 32 * i)] = static_cast<uint16_t>(i << 8);
-        idle[static_cast<uint16_t>(3309 + 32 * i)] = 0x0103;
-    }
-    EXPECT_THAT(text_of(idle), HasSubstr("Rings: 0 of 6"));
-    EXPECT_THAT(text_of(idle), HasSubstr("MST: 0 of 64"));
-    idle[3049 + 41 + 2] = 'N';         // a name
-    idle[3049 + 82 + 39] = 0x0402;     // the second port
-    idle[3049 + 123 + 1] = 1;          // the flag
-    idle[3305 + 32 * 63 + 3] = 1;      // the last byte of an address
-    idle[3305 + 32 * 63 + 4] = 0x01B5; // bits 101, 10, 1, 01
-    const std::string text = text_of(idle);
-    EXPECT_THAT(text, HasSubstr("Rings: 3 of 6"));
-    EXPECT_THAT(text, HasSubstr("\n      2 "));
-    EXPECT_THAT(text, HasSubstr("\n  Instance 63: bridge 00:00:00:00:00:01"));
-    EXPECT_THAT(text, HasSubstr("    Bits 7..5    5 "));
-    EXPECT_THAT(text, HasSubstr("    Bits 4..3    2 "));
-    EXPECT_THAT(text, HasSubstr("    Bits 1..0    1 "));
 }
 
 TEST(Report, LetsNothingUnprintableThrough) {

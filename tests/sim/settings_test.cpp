@@ -168,59 +168,6 @@ TEST(Settings, WrongNamesAreToldWhatThereIs) {
     }
 }
 
-TEST(Settings, StarsStandForAllElements) {
-    const auto state = new_state();
-    EXPECT_EQ("", set(*state, "mst.*.port.*.byte9", "7"));
-    EXPECT_EQ(7, state->mst[63].ports[11].byte9);
-    EXPECT_EQ("", set(*state, "fault.24276", "fail"));
-    uint32_t failing = 0;
-    for (const sim_request_fault &fault : state->faults.requests) {
-        failing += fault.what;
-    }
-    EXPECT_EQ(3U, failing);
-}
-
-TEST(Settings, AlarmBitsAreSetWithoutTheOthers) {
-    const auto state = new_state();
-    EXPECT_EQ("", set(*state, "alarm.word", "0x1f80000"));
-    EXPECT_EQ("", set(*state, "power.main", "over-voltage"));
-    EXPECT_EQ("", set(*state, "alarm.link-down.12", "on"));
-    EXPECT_EQ((7U << 22) | (1U << 19) | (1U << 18), state->alarm_word);
-}
-
-// For the thread sanitizer: whoever sets shares nothing with whoever asks that is not read and written whole.
-TEST(Settings, AreAppliedWhileTheDeviceAnswers) {
-    const auto state = new_state();
-    std::vector<sim_change> changes;
-    std::string error;
-    for (const sim_target &target : edge_targets()) {
-        if (target.setting->kind != sim_kind::fault) {
-            ASSERT_TRUE(sim_change_parse(sim_target_name(target), some_value(*target.setting, changes.size()),
-                                         changes, error));
-        }
-    }
-    std::atomic<bool> done = false;
-    std::thread device([&] {
-        do {
-            for (const sim_request &request : k_sim_requests) {
-                sasi_block block = valid_block(request);
-                EXPECT_EQ(0, sim_device_call(*state, request.request, block));
-                EXPECT_EQ(0, block.return_code);
-            }
-            std::array<uint8_t, k_sim_flash_size> flash{};
-            sim_tailer_flash(*state, flash);
-        } while (!done);
-    });
-    for (int i = 0; i < 50; i++) {
-        for (const sim_change &change : changes) {
-            sim_change_apply(*state, change);
-            sim_target_value(*state, change.target);
-        }
-    }
-    done = true;
-    device.join();
-}
-
 // ---- counters
 
 TEST(Counters, RunByRateStandWithoutLinkAndWrap) {

@@ -191,18 +191,6 @@ TEST_F(Daemon, EveryFunctionKeepsItsLimits) {
     }
 }
 
-TEST_F(Daemon, ShowsTheSwitchAsItChanges) {
-    daemon_on_switch daemon({"identity.serial TEST-0042"});
-    modbus_client client(daemon.port());
-    EXPECT_EQ((std::vector<uint16_t>{'T' << 8 | 'E', 'S' << 8 | 'T'}), client.read(4, 1065, 2));
-    EXPECT_EQ((std::vector<uint16_t>{0}), client.read(4, 1145, 1));
-    daemon.control("set", {"port.3.link", "down", "power.main", "no-input"});
-    EXPECT_EQ((std::vector<uint16_t>{1}), client.read(4, 1145, 1)); // seen by a child forked before
-    EXPECT_EQ((std::vector<uint16_t>{3}), client.read(4, 1129, 1));
-    modbus_client other(daemon.port());
-    EXPECT_EQ((std::vector<uint16_t>{3}), other.read(4, 1129, 1));
-}
-
 TEST_F(Daemon, ServesWithAnyStandardInput) {
     std::array<int, 2> idle_pipe = {};
     std::array<int, 2> full_pipe = {};
