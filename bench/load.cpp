@@ -143,10 +143,10 @@ bool take(load &run, connection &c, bool *more) {
         return got < 0 && errno == EINTR ? true : fail(run, "receive", got == 0 ? ECONNRESET : errno);
     }
     c.have += static_cast<size_t>(got);
-    if (c.have < k_mbap_header_size) {
+    if (c.have < k_mbap_size) {
         return true;
     }
-    const size_t size = mbap_reply_size(std::span(c.reply).first<k_mbap_header_size>());
+    const size_t size = mbap_reply_size(std::span(c.reply).first<k_mbap_size>());
     if (size > c.have) {
         return true;
     }

@@ -21,15 +21,14 @@
 namespace {
 
 constexpr size_t k_reply_min = k_mbap_at_values + 2;
-constexpr size_t k_at_length = 4;
-constexpr size_t k_at_byte_count = 8;
+constexpr size_t k_at_byte_count = k_mbap_at_pdu + 1;
 
 /// Answers with the request's own beginning, so that its identifiers and function come back, made up to
 /// `size` bytes of zero registers.
 [[noreturn]] void serve(int fd, size_t size) {
     std::array<uint8_t, k_mbap_adu_max> buffer = {};
     while (recv(fd, buffer.data(), buffer.size(), 0) == ssize_t{k_mbap_read_request_size}) {
-        put_be16(&buffer[k_at_length], static_cast<uint16_t>(size - 6));
+        put_be16(&buffer[k_mbap_at_length], static_cast<uint16_t>(size - k_mbap_length_end));
         buffer[k_at_byte_count] = static_cast<uint8_t>(size - k_mbap_at_values);
         std::fill_n(&buffer[k_mbap_at_values], k_mbap_read_request_size - k_mbap_at_values, uint8_t{0});
         if (send(fd, buffer.data(), size, MSG_NOSIGNAL) != static_cast<ssize_t>(size)) {

@@ -1,4 +1,5 @@
 #include "bench/load.h"
+#include "lib/base/mbap.h"
 #include "modbus/mbmap.h"
 
 #include <charconv>
@@ -69,7 +70,7 @@ load_options parse_options(int argc, char **argv) {
                                            {"any-value", no_argument, nullptr, 'v'},
                                            {"help", no_argument, nullptr, 'H'},
                                            {nullptr, 0, nullptr, 0}};
-    load_options parsed = {"127.0.0.1", 502, 4, 0, 0, 0, 0, 0, false};
+    load_options parsed = {"127.0.0.1", k_modbus_port, 4, 0, 0, 0, 0, 0, false};
     for (int opt; (opt = getopt_long(argc, argv, "", k_options, nullptr)) != -1;) {
         switch (opt) {
         case 'c':

@@ -155,7 +155,7 @@ int bound_socket(const char *path) {
     startup.skip_interface = true;
     startup.init_modules = [] { installed(); };
     s_prints = true;
-    csh_server_start(startup);
+    std::exit(csh_server_start(startup)); // it had no socket
 }
 
 /// A server in a process of its own, and a client's socket connected to it.

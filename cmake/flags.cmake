@@ -4,6 +4,9 @@ add_library(zop_flags INTERFACE)
 target_compile_options(zop_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Wformat=2
                                            -Werror)
 target_include_directories(zop_flags INTERFACE ${PROJECT_SOURCE_DIR})
+# Programs do not tell where they were built, and are the same wherever that was.
+target_compile_options(zop_flags INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+                                           -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
 
 add_library(product_flags INTERFACE)
 target_link_libraries(product_flags INTERFACE zop_flags)

@@ -70,20 +70,22 @@ int32_t take_address(int32_t argc, const char *const *argv) {
     return 0;
 }
 
+constexpr uint32_t k_low = 0x4;
+constexpr uint32_t k_high = 0x80000000;
+
 int32_t run_inner(int32_t argc, const char *const *argv) {
     check_arguments(argc, argv);
-    cli_session inner = cli_current_session();
+    cli_session inner = {};
+    inner.mode_id = cli_session_mode();
+    inner.mode_mask = k_low | k_high;
     const auto outer_words = s_words;
     s_words = {"set", "off"};
     require(cli_session_execute(&inner, "set off") != -301);
     s_words = outer_words;
     cli_set_last_status(0); // the inner line left its own
-    cli_current_session().mode_id = 5 + argc % 2;
+    cli_session_enter(5 + argc % 2, k_low);
     return 0;
 }
-
-constexpr uint32_t k_low = 0x4;
-constexpr uint32_t k_high = 0x80000000;
 
 constexpr cli_command k_commands[] = {
     {"timer", k_low, 0, "<1-60>", take_number, {"Timer.", "Seconds.", "<cr>            Set it."}},

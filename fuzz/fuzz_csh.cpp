@@ -1,5 +1,7 @@
 // Hostile messages to the shell's server, beside a model of the busy mark and of the client table: what is
-// answered, with which code, and that nothing but output files of clients is opened.
+// answered, with which code, that nothing but output files of clients is opened, and that nothing is done for
+// who names another process than its own. The bits of a message's flag say who sends it: 2 a user, otherwise
+// root; the sign another process.
 
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
@@ -39,7 +41,18 @@ void require(bool holds) {
 
 bool is_alive(int32_t pid) { return pid % 2 == 0; }
 
+ucred sender_of(const csh_message &request) {
+    return {request.flag < 0 ? request.pid ^ 1 : request.pid, (request.flag & 2) != 0 ? 1000U : 0U, 0};
+}
+
+bool speaks_for_itself(const csh_message &request) {
+    return (request.flag & 2) == 0 || (request.flag >= 0 && request.pid != 0);
+}
+
 bool model_registers(int32_t pid) {
+    if (std::find(s_clients.begin(), s_clients.end(), pid) != s_clients.end()) {
+        return true;
+    }
     auto place = std::find(s_clients.begin(), s_clients.end(), 0);
     if (place == s_clients.end()) {
         std::replace_if(
@@ -54,6 +67,9 @@ bool model_registers(int32_t pid) {
 }
 
 int32_t expected_code(const csh_message &request) {
+    if (!speaks_for_itself(request)) {
+        return k_csh_full;
+    }
     if (request.type == k_csh_release_busy) {
         return k_csh_done;
     }
@@ -75,9 +91,9 @@ void check_reply(const csh_message &reply) {
     s_replies++;
     require(reply.type == expected_code(s_request));
     require(reply.pid == s_request.pid && reply.flag == s_request.flag);
-    if (reply.type == k_csh_busy) {
+    if (reply.type == k_csh_busy || !speaks_for_itself(s_request)) {
         csh_message unchanged = s_request;
-        unchanged.type = k_csh_busy;
+        unchanged.type = reply.type;
         require(std::memcmp(&reply, &unchanged, sizeof reply) == 0);
         return;
     }
@@ -148,14 +164,22 @@ bool set_up() {
 
 extern "C" {
 
-ssize_t __wrap_recvfrom(int fd, void *buffer, size_t size, int, sockaddr *, socklen_t *) {
-    require(fd == k_socket && size == sizeof s_request);
-    const uint8_t header = *s_input++;
-    const size_t length = std::min<size_t>({size, size_t{header} * 4, static_cast<size_t>(s_end - s_input)});
+ssize_t __wrap_recvmsg(int fd, msghdr *header, int) {
+    require(fd == k_socket && header->msg_iovlen == 1 && header->msg_iov->iov_len == sizeof s_request);
+    const uint8_t size = *s_input++;
+    const size_t length =
+        std::min<size_t>({sizeof s_request, size_t{size} * 4, static_cast<size_t>(s_end - s_input)});
     s_request = {};
     std::memcpy(&s_request, s_input, length);
     s_input += length;
-    std::memcpy(buffer, &s_request, length);
+    std::memcpy(header->msg_iov->iov_base, &s_request, length);
+    const ucred sender = sender_of(s_request);
+    cmsghdr *const control = CMSG_FIRSTHDR(header);
+    require(control != nullptr && header->msg_controllen >= CMSG_SPACE(sizeof sender));
+    control->cmsg_level = SOL_SOCKET;
+    control->cmsg_type = SCM_CREDENTIALS;
+    control->cmsg_len = CMSG_LEN(sizeof sender);
+    std::memcpy(CMSG_DATA(control), &sender, sizeof sender);
     return static_cast<ssize_t>(length);
 }
 

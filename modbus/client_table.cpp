@@ -1,4 +1,4 @@
-#include "modbus/porttcp.h"
+#include "modbus/client_table.h"
 
 #include <algorithm>
 #include <array>

@@ -1,15 +1,17 @@
+#include "lib/base/mbap.h"
 #include "lib/base/result.h"
+#include "lib/base/standard_streams.h"
 #include "lib/sasi/sasi.h"
 #include "modbus/mb.h"
 #include "modbus/mbident.h"
 #include "modbus/startup.h"
 
-namespace {
-constexpr uint16_t k_port = 502;
-}
+#include <csignal>
 
 int main() {
-    if (mb_tcp_init(k_port) != k_mb_ok) {
+    hold_standard_streams();       // or a client's socket becomes one, and is sent what is printed there
+    std::signal(SIGCHLD, SIG_DFL); // ignored, as it may be inherited, it hides which children have ended
+    if (mb_tcp_init(k_modbus_port) != k_mb_ok) {
         return 1;
     }
     // What it could not get it has reported; the registers then read as zeros.

@@ -1,6 +1,8 @@
 #include "modbus/mb.h"
 
 #include "lib/base/result.h"
+#include "modbus/mbevent.h"
+#include "modbus/mbframe.h"
 #include "modbus/mbfunc.h"
 #include "modbus/porttcp.h"
 
@@ -11,10 +13,8 @@ namespace {
 
 enum stack_state : int32_t { k_enabled = 0, k_disabled = 1, k_not_initialised = 2 };
 
-constexpr uint8_t k_tcp_own_address = 255;
 constexpr uint8_t k_broadcast_address = 0;
 constexpr uint8_t k_exception_flag = 0x80;
-constexpr int32_t k_mode_tcp = 2;
 
 struct function_slot {
     uint8_t function_code; // 0: empty, and the end of every search
@@ -26,7 +26,6 @@ struct function_slot {
 std::atomic<int32_t> s_state = k_not_initialised;
 const mb_frame_layer *s_frame_layer = nullptr; // null: mb_tcp_init has not succeeded
 uint8_t s_own_address = 0;
-int32_t s_mode = 0;
 
 // The request in work: filled by the frame-received event, used by the execute event.
 uint8_t s_received_address = 0;
@@ -95,8 +94,7 @@ mb_error mb_tcp_init(uint16_t port) {
         return k_mb_port_error;
     }
     s_frame_layer = &mb_tcp_frame_layer();
-    s_own_address = k_tcp_own_address;
-    s_mode = k_mode_tcp;
+    s_own_address = k_mbap_own_unit;
     s_state = k_disabled;
     return k_mb_ok;
 }

@@ -1,3 +1,5 @@
+#include "modbus/mbevent.h"
+
 #include "modbus/porttcp.h"
 
 namespace {

@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -123,8 +124,12 @@ void take_serial_line(std::FILE *file) {
     std::copy_n(line.begin() + k_at_serial_value, count, s_identity.serial_number.begin());
 }
 
-/// A file without a name: whatever the kernel's age, and nobody can get in its way.
+/// A file without a name, which nobody can get in the way of: in memory, or on an old kernel in /var/tmp.
 void make_serial_lock() {
+    if (s_serial_lock != -1) {
+        return;
+    }
+    s_serial_lock = ::memfd_create("serial-lock", MFD_CLOEXEC);
     if (s_serial_lock != -1) {
         return;
     }

@@ -8,7 +8,8 @@
 namespace {
 
 using enum mb_item_id;
-using enum mb_type;
+using mb_type::u16, mb_type::words, mb_type::u32, mb_type::text, mb_type::wide_text, mb_type::address,
+    mb_type::byte_pair, mb_type::bits;
 
 constexpr auto k_any = mb_entry::any;
 constexpr auto k_first = mb_entry::first;
@@ -147,11 +148,12 @@ constexpr mb_group k_ring_groups[] = {{3049, 6, 41, 1, "ring group", k_ring_item
 constexpr mb_group k_mst_groups[] = {{3305, k_mst_instances, 32, 0, "MST instance", k_mst_items}};
 
 constexpr mb_block k_blocks[] = {
-    {mb_block_id::identity, 1001, 1145, mb_gap::zero, "Identity and alarms", k_identity_groups},
-    {mb_block_id::ports, 1257, 2240, mb_gap::zero, "Ports", k_port_groups},
-    {mb_block_id::redundancy, 2281, 2314, mb_gap::stop, "Redundancy summary", k_redundancy_groups},
-    {mb_block_id::rings, 3049, 3303, mb_gap::stop, "Ring-redundancy rings", k_ring_groups},
-    {mb_block_id::mst, 3305, 5352, mb_gap::stop, "MST instances", k_mst_groups},
+    {mb_block_id::identity, 1001, 1145, mb_gap::zero, "identity", "Identity and alarms", k_identity_groups},
+    {mb_block_id::ports, 1257, 2240, mb_gap::zero, "ports", "Ports", k_port_groups},
+    {mb_block_id::redundancy, 2281, 2314, mb_gap::stop, "redundancy", "Redundancy summary",
+     k_redundancy_groups},
+    {mb_block_id::rings, 3049, 3303, mb_gap::stop, "rings", "Ring-redundancy rings", k_ring_groups},
+    {mb_block_id::mst, 3305, 5352, mb_gap::stop, "mst", "MST instances", k_mst_groups},
 };
 
 constexpr bool items_ascend(const mb_group &group) {
@@ -187,7 +189,24 @@ constexpr bool blocks_ascend() {
     return true;
 }
 static_assert(blocks_ascend(), "items, groups or blocks overlap or are out of order");
-static_assert(std::size(k_blocks) == static_cast<size_t>(mb_block_id::mst) + 1);
+static_assert(std::size(k_blocks) == static_cast<size_t>(mb_block_id::count), "a block id without a block");
+
+/// Whether each item has one row, and each block stands where its id says.
+constexpr bool ids_fit() {
+    std::array<int, static_cast<size_t>(mb_item_id::count)> rows = {};
+    for (const mb_block &block : k_blocks) {
+        if (&block != &k_blocks[static_cast<size_t>(block.id)]) {
+            return false;
+        }
+        for (const mb_group &group : block.groups) {
+            for (const mb_item &item : group.items) {
+                rows[static_cast<size_t>(item.id)]++;
+            }
+        }
+    }
+    return std::all_of(rows.begin(), rows.end(), [](int count) { return count == 1; });
+}
+static_assert(ids_fit(), "an item id without a row, or with two, or a block out of place");
 
 } // namespace
 
@@ -225,6 +244,16 @@ mb_place mb_map_find(const mb_block &block, uint16_t number) {
         break;
     }
     return {nullptr, 0, 0};
+}
+
+uint16_t mb_map_step(const mb_place &place, uint16_t count) {
+    if (place.item == nullptr) {
+        return 1;
+    }
+    if (place.item->entry == mb_entry::whole) {
+        return place.item->count;
+    }
+    return std::min<uint16_t>(count, static_cast<uint16_t>(place.item->count - place.index));
 }
 
 uint16_t mb_map_safe_count(uint16_t number) {

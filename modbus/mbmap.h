@@ -48,7 +48,7 @@ enum class mb_item_id : uint8_t {
     mst_instance,
     mst_bridge_address,
     mst_port,
-    holding,
+    count,
 };
 
 enum class mb_type : uint8_t {
@@ -60,6 +60,7 @@ enum class mb_type : uint8_t {
     address,   // 6 bytes, two a register, in address order
     byte_pair, // two values: high byte and low byte
     bits,      // bit fields, laid out in the meaning
+    count,
 };
 
 /// What a read gets that begins behind an item's first register.
@@ -98,7 +99,7 @@ enum class mb_gap : uint8_t {
     stop, // reads as 0 and ends the reply: what was asked behind it is undefined
 };
 
-enum class mb_block_id : uint8_t { identity, ports, redundancy, rings, mst };
+enum class mb_block_id : uint8_t { identity, ports, redundancy, rings, mst, count };
 
 /// A range of input registers. The first register of a request chooses the block, and a walk that runs past
 /// the block's end goes on by this block's rules.
@@ -107,6 +108,7 @@ struct mb_block {
     uint16_t first;
     uint16_t last;
     mb_gap gap;
+    const char *key; // a short identifier, for JSON
     const char *name;
     std::span<const mb_group> groups;
 };
@@ -128,6 +130,11 @@ struct mb_place {
 /// Finds register `number` among the items of `block`; numbers outside the block find nothing. An item whose
 /// entry is `first` is found at its first register only, the registers behind it are a gap.
 mb_place mb_map_find(const mb_block &block, uint16_t number);
+
+/// How many registers the walk through a read puts at its next place, of `count` that are still asked for:
+/// the rest of an item as far as it was asked for, a whole value even when only half of it was, or one
+/// register of a gap.
+uint16_t mb_map_step(const mb_place &place, uint16_t count);
 
 /// The most registers that one request of function 0x04 may ask for from `number` on so that every register
 /// of the reply is defined and no item is cut. 0 when `number` lies in no block, within a 32-bit value, or on

@@ -14,19 +14,7 @@ std::array<uint16_t, k_mb_holding_count> s_holding = {};
 
 constexpr mb_fill k_fills[] = {mb_fill_identity, mb_fill_ports, mb_fill_redundancy, mb_fill_rings,
                                mb_fill_mst};
-static_assert(std::size(k_fills) == static_cast<size_t>(mb_block_id::mst) + 1);
-
-/// How many registers the next step of a walk puts: the rest of an item as far as it was asked for, a whole
-/// value even when only half of it was, or one register of a gap.
-uint16_t step_size(const mb_place &place, uint16_t count) {
-    if (place.item == nullptr) {
-        return 1;
-    }
-    if (place.item->entry == mb_entry::whole) {
-        return place.item->count;
-    }
-    return std::min<uint16_t>(count, static_cast<uint16_t>(place.item->count - place.index));
-}
+static_assert(std::size(k_fills) == static_cast<size_t>(mb_block_id::count), "a block nobody fills");
 
 void begin_walk(mb_walk &walk, const mb_block &block, uint16_t number) {
     if (block.id == mb_block_id::rings) {
@@ -50,7 +38,7 @@ mb_error mb_reg_input(std::span<uint8_t> buffer, uint16_t number, uint16_t count
             mb_identity_refresh(walk);
         }
         const mb_place place = mb_map_find(*block, number);
-        const uint16_t step = step_size(place, count);
+        const uint16_t step = mb_map_step(place, count);
         if (step * size_t{2} > buffer.size()) {
             break;
         }

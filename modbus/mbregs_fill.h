@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lib/sasi/sasi_layout.h"
+#include "lib/sasi/sasi.h"
 #include "modbus/mbmap.h"
 
 #include <array>
@@ -9,6 +9,9 @@
 
 // What the register map's blocks do to fill registers; between mbregs.cpp and the block files only.
 
+/// What a ring that there is not reads as.
+inline constexpr std::array<uint8_t, ring_at::k_used_size> k_no_ring = {};
+
 /// What one call of the input-register callback has fetched so far, so that it need not be fetched again.
 struct mb_walk {
     uint32_t alarm = 0;         // identity block; stays what it was when the request fails
@@ -16,10 +19,10 @@ struct mb_walk {
     bool ring1_enabled = false; // rings block, read at the start of the call
     int32_t ring_group = -1;    // rings block: whose record `ring` is, -1 none
     int32_t ring_id = 0; // rings block: the ring ID of that record, past the last one when there is none
+    sasi_ring_record ring = sasi_ring_record(k_no_ring); // rings block: lies in the device layer
     int32_t mst_instance = -1; // MST block: whose records `mst` and `mst_ports` are, -1 none
     std::array<uint8_t, k_mst_record_size> mst;
     std::array<uint8_t, k_mst_ports_size> mst_ports;
-    std::array<uint8_t, k_ring_record_size> ring; // last: most calls never touch it
 };
 
 /// Fills registers of one item: `out` takes whole registers from `place.index` on, never past the item's end.

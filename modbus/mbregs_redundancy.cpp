@@ -27,9 +27,10 @@ uint16_t spanning_tree_mode() {
     }
 }
 
-uint16_t ring1_state(mb_walk &walk) {
-    ignore_result(sasi_get_ring(1, walk.ring));
-    return load_native<uint32_t>(&walk.ring[ring_at::k_state]) == 1 ? 1 : 0;
+uint16_t ring1_state() {
+    sasi_ring_record ring(k_no_ring);
+    ignore_result(sasi_get_ring(1, &ring));
+    return load_native<uint32_t>(&ring[ring_at::k_state]) == 1 ? 1 : 0;
 }
 
 uint16_t is_one(const redundant_record &record, size_t place) {
@@ -72,12 +73,12 @@ uint16_t redundant_register(const mb_place &place, uint16_t index) {
     }
 }
 
-uint16_t summary_register(mb_walk &walk, const mb_place &place, uint16_t index) {
+uint16_t summary_register(const mb_place &place, uint16_t index) {
     switch (place.item->id) {
     case mb_item_id::stp_mode:
         return spanning_tree_mode();
     case mb_item_id::ring1_enabled:
-        return ring1_state(walk);
+        return ring1_state();
     default:
         return redundant_register(place, index);
     }
@@ -85,9 +86,9 @@ uint16_t summary_register(mb_walk &walk, const mb_place &place, uint16_t index) 
 
 } // namespace
 
-void mb_fill_redundancy(mb_walk &walk, const mb_place &place, std::span<uint8_t> out) {
+void mb_fill_redundancy(mb_walk & /*walk*/, const mb_place &place, std::span<uint8_t> out) {
     uint16_t index = place.index;
     for (size_t at = 0; at < out.size(); at += 2) {
-        put_be16(&out[at], summary_register(walk, place, index++));
+        put_be16(&out[at], summary_register(place, index++));
     }
 }

@@ -25,13 +25,13 @@ void find_ring(mb_walk &walk, int32_t group) {
     }
     while (walk.ring_id < k_ring_ids) {
         walk.ring_id++;
-        ignore_result(sasi_get_ring(walk.ring_id, walk.ring));
+        ignore_result(sasi_get_ring(walk.ring_id, &walk.ring));
         if (word(walk, ring_at::k_configured) == 1 && ++walk.ring_group == group) {
             return;
         }
     }
     walk.ring_group = group;
-    walk.ring.fill(0);
+    walk.ring = sasi_ring_record(k_no_ring);
 }
 
 uint32_t ring_port_state(uint32_t state) {
@@ -80,7 +80,7 @@ uint16_t ring_register(const mb_walk &walk, mb_item_id item, uint16_t index) {
 } // namespace
 
 void mb_rings_begin(mb_walk &walk) {
-    ignore_result(sasi_get_ring(1, walk.ring));
+    ignore_result(sasi_get_ring(1, &walk.ring));
     walk.ring1_enabled = word(walk, ring_at::k_state) == 1;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lib/base/mbap.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -28,7 +30,6 @@ enum mb_exception : int32_t {
 /// What a holding-register or coil callback is asked to do.
 enum mb_register_mode : int32_t { k_mb_read = 0, k_mb_write = 1 };
 
-/// The MBAP header (Modbus Messaging on TCP/IP V1.0b, section 3.1.3) is 7 bytes; a PDU is at most 256 here.
-inline constexpr size_t k_mb_mbap_size = 7;
+/// The longest PDU and ADU that are taken: some more than the 253 and 260 bytes of the standard.
 inline constexpr size_t k_mb_pdu_size = 256;
-inline constexpr size_t k_mb_adu_size = k_mb_mbap_size + k_mb_pdu_size;
+inline constexpr size_t k_mb_adu_size = k_mbap_size + k_mb_pdu_size;

@@ -3,15 +3,21 @@
 #include "lib/base/bytes.h"
 #include "lib/base/invariant.h"
 #include "lib/base/result.h"
+#include "modbus/client_table.h"
 #include "modbus/fdset.h"
+#include "modbus/mbevent.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -20,14 +26,11 @@
 
 namespace {
 
-constexpr uint16_t k_modbus_port = 502;
 constexpr int k_backlog = 10;
 constexpr time_t k_reap_interval_s = 5;
 constexpr useconds_t k_pause_us = 10000; // between bursts of readiness, and after a read that came up short
 constexpr useconds_t k_send_retry_us = 100;   // between tries to send
 constexpr int32_t k_send_retry_budget = 1000; // microseconds of waiting for one reply
-constexpr size_t k_at_length = 4;             // the MBAP length field, which counts what lies behind it
-constexpr uint16_t k_length_end = 6;          // first byte that the length field counts
 
 int s_listen_socket = -1;
 int s_client_socket =
@@ -39,19 +42,18 @@ descriptor_set s_watched;   // filled by tcp_port_init
 
 // The request in work and its reply: one buffer, so that the MBAP identifiers are echoed without a copy.
 std::array<uint8_t, k_mb_adu_size> s_buffer;
-uint16_t s_position = 0;
-uint16_t s_expected = k_mb_mbap_size;
+uint16_t s_position = 0; // bytes of the request
+
+// What has come and is not in work yet: a read takes all that is there, so the next requests may lie here
+// too. They must not lie in s_buffer, whose bytes after a short request are served as they were left.
+std::array<uint8_t, k_mb_adu_size> s_input;
+uint16_t s_input_held = 0;
 
 // Held for good by the one thread that is in the listening role: a second poll thread, which a loaded board
 // can start, waits here instead of accepting over the same table. A child never takes it.
 pthread_mutex_t s_listen_gate = PTHREAD_MUTEX_INITIALIZER;
 
 bool is_child() { return s_fork_result == 0; }
-
-void reset_reception() {
-    s_position = 0;
-    s_expected = k_mb_mbap_size;
-}
 
 void close_client() {
     ::close(s_client_socket);
@@ -64,52 +66,82 @@ void close_client() {
     std::exit(0);
 }
 
-/// Looks at the header as soon as it is whole. Returns true when exactly one ADU is held.
-bool adu_is_complete() {
-    if (s_position < k_mb_mbap_size) {
-        return false;
-    }
-    const int32_t length = get_be16(&s_buffer[k_at_length]);
-    const int32_t end = length + k_length_end;
+/// The size that the header at the front of the input announces.
+uint16_t announced_size() {
+    const int32_t end = get_be16(&s_input[k_mbap_at_length]) + int32_t{k_mbap_length_end};
     if (end > static_cast<int32_t>(s_buffer.size())) {
         end_child();
     }
-    INVARIANT_AT(s_position <= end, "usTCPBufPos <= (6 + usLength)", "porttcp", 501, "child_process");
-    s_expected = static_cast<uint16_t>(end - s_position);
-    return s_expected == 0;
+    INVARIANT_AT(end >= int32_t{k_mbap_size}, "usTCPBufPos <= (6 + usLength)", "porttcp", 501,
+                 "child_process");
+    return static_cast<uint16_t>(end);
+}
+
+/// Puts the first request of the input in work when it is whole. Returns whether it was.
+bool take_request() {
+    if (s_input_held < k_mbap_size) {
+        return false;
+    }
+    const uint16_t size = announced_size();
+    if (s_input_held < size) {
+        return false;
+    }
+    std::copy_n(s_input.begin(), size, s_buffer.begin());
+    s_position = size;
+    s_input_held = static_cast<uint16_t>(s_input_held - size);
+    std::copy_n(s_input.begin() + size, s_input_held, s_input.begin());
+    return true;
+}
+
+/// Waits for bytes of the client and takes what is there. Ends the process when the peer has gone or is
+/// silent for too long.
+void receive_input() {
+    ssize_t got = -1;
+    do { // stopped and continued: a socket with a time-out is interrupted by that
+        got = ::recv(s_client_socket, &s_input[s_input_held], s_input.size() - s_input_held, 0);
+    } while (got < 0 && errno == EINTR);
+    if (got <= 0) {
+        end_child();
+    }
+    s_input_held = static_cast<uint16_t>(s_input_held + got);
 }
 
 /// Receives one ADU on the client socket and posts it. Ends the process when the peer has gone.
 bool child_process() {
-    for (;;) {
-        const uint16_t asked = s_expected;
-        const ssize_t got = ::recv(s_client_socket, &s_buffer[s_position], asked, 0);
-        if (got < 0 && errno == EINTR) {
-            continue; // stopped and continued: a socket with a time-out is interrupted by that
-        }
-        if (got <= 0) {
-            end_child();
-        }
-        s_position = static_cast<uint16_t>(s_position + got);
-        s_expected = static_cast<uint16_t>(s_expected - got);
-        if (adu_is_complete()) {
-            break;
-        }
-        if (got < asked) {
-            ::usleep(k_pause_us); // let the rest of a split request gather
+    bool whole = take_request();
+    while (!whole) {
+        receive_input();
+        whole = take_request();
+        if (!whole && s_input_held != k_mbap_size) { // a header alone is followed by the rest at once
+            ::usleep(k_pause_us);                    // let the rest of a split request gather
         }
     }
     mb_event_post(k_mb_event_frame_received);
     return true;
 }
 
-/// A client that never sends, or stops within an ADU, ends its child by the receive time-out as silence
-/// between ADUs does by select; one that takes no reply by the send time-out. Without them the child still
-/// ends when the peer closes.
+/// A client that never sends, stops within an ADU or goes quiet after a reply ends its child by the receive
+/// time-out. Without it the child still ends when the peer closes.
 void limit_silence(int socket) {
     const timeval limit = {k_tcp_silence_limit_s, 0};
     ignore_result(::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit));
-    ignore_result(::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit));
+}
+
+int64_t monotonic_ms() {
+    timespec now = {};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+/// Waits until the client has room for more of a reply. `deadline_ms` belongs to the reply: 0 before its
+/// first wait, which sets it. Returns false when it has passed.
+bool wait_for_room(int64_t &deadline_ms) {
+    const int64_t now = monotonic_ms();
+    if (deadline_ms == 0) {
+        deadline_ms = now + int64_t{k_tcp_silence_limit_s} * 1000;
+    }
+    pollfd room = {s_client_socket, POLLOUT, 0};
+    return now < deadline_ms && ::poll(&room, 1, static_cast<int>(deadline_ms - now)) != 0;
 }
 
 void reap_children() {
@@ -200,9 +232,9 @@ void release_held_client() {
     }
 }
 
-int wait_readable(descriptor_set &ready, time_t seconds) {
+int wait_readable(descriptor_set &ready) {
     ready = s_watched;
-    timeval limit = {seconds, 0};
+    timeval limit = {k_reap_interval_s, 0};
     return ::select(ready.highest + 1, &ready.bits, nullptr, nullptr, &limit);
 }
 
@@ -211,7 +243,7 @@ void listen_for_clients() {
     descriptor_set ready;
     for (;;) {
         reap_children();
-        if (wait_readable(ready, k_reap_interval_s) <= 0) {
+        if (wait_readable(ready) <= 0) {
             continue;
         }
         if (scan_ready(ready)) {
@@ -221,24 +253,35 @@ void listen_for_clients() {
     }
 }
 
+/// Says on standard error why nothing listens. Returns false.
+bool cannot_listen(uint16_t port, const char *call, int error) {
+    std::fprintf(stderr, "%s: can't listen on TCP port %d! %s: %s\r\n", "tcp_port_init", int{port}, call,
+                 std::strerror(error));
+    return false;
+}
+
 } // namespace
 
 bool tcp_port_init(uint16_t port) {
+    const uint16_t number = port == 0 ? k_modbus_port : port;
     s_listen_socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
     if (!fdset_can_hold(s_listen_socket)) { // a process that inherits so many would listen to nobody
-        return false;
+        return cannot_listen(number, "socket", s_listen_socket < 0 ? errno : EMFILE);
     }
     const int on = 1;
     if (::setsockopt(s_listen_socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
+        cannot_listen(number, "SO_REUSEADDR", errno);
         std::exit(1);
     }
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_ANY);
-    address.sin_port = htons(port == 0 ? k_modbus_port : port);
-    if (::bind(s_listen_socket, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
-        ::listen(s_listen_socket, k_backlog) != 0) {
-        return false;
+    address.sin_port = htons(number);
+    if (::bind(s_listen_socket, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+        return cannot_listen(number, "bind", errno);
+    }
+    if (::listen(s_listen_socket, k_backlog) != 0) {
+        return cannot_listen(number, "listen", errno);
     }
     fdset_clear(s_watched);
     fdset_add(s_watched,
@@ -252,11 +295,6 @@ bool tcp_port_poll() {
     if (!is_child()) {
         pthread_mutex_lock(&s_listen_gate);
         listen_for_clients();
-        return child_process();
-    }
-    descriptor_set ready;
-    if (wait_readable(ready, k_tcp_silence_limit_s) <= 0) {
-        end_child();
     }
     return child_process();
 }
@@ -278,13 +316,15 @@ bool tcp_port_accept() {
     ignore_result(::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on));
     fdset_add(s_watched, socket);
     s_client_socket = socket;
-    reset_reception();
+    s_position = 0;
+    s_input_held = 0;
     s_client_count++;
     return true;
 }
 
 void tcp_port_release() {
     ignore_result(::recv(s_client_socket, s_buffer.data(), s_buffer.size(), 0)); // drained, whatever it was
+    s_input_held = 0;
     ::close(s_client_socket);
     s_client_socket = -1;
 }
@@ -292,23 +332,27 @@ void tcp_port_release() {
 bool tcp_port_get_request(uint8_t **adu, uint16_t *length) {
     *adu = s_buffer.data();
     *length = s_position;
-    reset_reception();
+    s_position = 0;
     return true;
 }
 
 bool tcp_port_send_response(const uint8_t *data, uint16_t length) {
     size_t sent = 0;
     int32_t budget = k_send_retry_budget;
+    int64_t deadline_ms = 0;
     bool failed = false;
     while (sent != length && !failed) {
-        const ssize_t result = ::send(s_client_socket, data + sent, length - sent, 0);
+        const ssize_t result =
+            ::send(s_client_socket, data + sent, length - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
         if (result > 0) {
             sent += static_cast<size_t>(result);
-        } else if (result < 0 && errno == EAGAIN && is_child()) {
-            end_child(); // the send time-out
         } else if (result == 0) {
             tcp_port_release();
             failed = true;
+        } else if (errno == EAGAIN) {
+            if (!wait_for_room(deadline_ms)) {
+                end_child();
+            }
         } else if (budget > 0) {
             budget -= static_cast<int32_t>(k_send_retry_us);
             ::usleep(k_send_retry_us);

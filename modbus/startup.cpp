@@ -30,16 +30,28 @@ pthread_t s_poll_thread; // the newest one; threads are neither joined nor detac
 
 int32_t s_run_state = k_run_idle; // guarded by s_run_state_mutex (main thread, poll thread)
 pthread_mutex_t s_run_state_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t s_run_state_idle = PTHREAD_COND_INITIALIZER; // signalled when the run state becomes idle
 pthread_once_t s_fork_handlers_once = PTHREAD_ONCE_INIT;
 
-// The poll thread forks a child per connection while the main thread looks at the run state every
-// millisecond: a child that inherited the mutex locked by the main thread, which it does not have, would wait
-// for ever.
+// The poll thread forks a child per connection: a child that inherited the mutex locked by the main thread,
+// which it does not have, or the condition with that thread waiting on it, could wait for ever.
 void lock_run_state() { pthread_mutex_lock(&s_run_state_mutex); }
 void unlock_run_state() { pthread_mutex_unlock(&s_run_state_mutex); }
+void free_run_state_in_child() {
+    s_run_state_idle = PTHREAD_COND_INITIALIZER;
+    unlock_run_state();
+}
 
 void register_fork_handlers() {
-    ignore_result(pthread_atfork(lock_run_state, unlock_run_state, unlock_run_state));
+    ignore_result(pthread_atfork(lock_run_state, unlock_run_state, free_run_state_in_child));
+}
+
+void wait_until_idle() {
+    lock_run_state();
+    while (s_run_state != k_run_idle && s_stop_flag == 0) {
+        pthread_cond_wait(&s_run_state_idle, &s_run_state_mutex);
+    }
+    unlock_run_state();
 }
 
 void *poll_thread(void * /*argument*/) {
@@ -95,6 +107,9 @@ int32_t get_run_state() {
 void set_run_state(int32_t value) {
     lock_run_state();
     s_run_state = value;
+    if (value == k_run_idle) {
+        pthread_cond_broadcast(&s_run_state_idle);
+    }
     unlock_run_state();
 }
 
@@ -108,9 +123,10 @@ bool start_poll_thread() {
 
 void supervise_poll_thread() {
     do {
-        // A failed creation is tried again at the next round.
+        // A failed creation leaves the state idle and is tried again at the next round.
         ignore_result(start_poll_thread());
         ::usleep(k_supervise_interval_us);
+        wait_until_idle();
     } while (s_stop_flag == 0);
 }
 

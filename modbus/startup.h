@@ -16,8 +16,8 @@ void set_run_state(int32_t value);
 /// leaves the idle state, so a second call before it has run creates a second one.
 bool start_poll_thread();
 
-/// Starts a poll thread whenever there is none, every millisecond, until the stop flag is set; nothing sets
-/// it.
+/// Starts a poll thread whenever there is none, tries again a millisecond after one that could not be
+/// created, and sleeps while one runs; until the stop flag is set, and nothing sets it.
 void supervise_poll_thread();
 
 /// Detaches the process: forks, and in the child starts a session, closes every descriptor, changes to

@@ -7,16 +7,25 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 namespace {
 
-constexpr char k_command[] = "date ";
-constexpr size_t k_command_length = sizeof k_command - 1;
+constexpr std::string_view k_locale = "LC_ALL=C "; // may stand in front: here dates are always told so
+constexpr std::string_view k_command = "date ";
 constexpr int k_failed = 1 << 8; // a wait status: exit status 1
 
 constexpr const char *k_days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 constexpr const char *k_months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                     "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+/// What stands behind the command's name; an empty string when it is another command.
+const char *arguments(const char *command) {
+    if (std::string_view(command).starts_with(k_locale)) {
+        command += k_locale.size();
+    }
+    return std::string_view(command).starts_with(k_command) ? command + k_command.size() : "";
+}
 
 /// Sets the clock from MMDDhhmmYYYY.ss.
 int set_date(sim_state &state, const char *text) {
@@ -58,12 +67,11 @@ int tell_date(const sim_state &state, const char *rest) {
 } // namespace
 
 bool sim_date_wants(const char *command) {
-    const char first =
-        std::strncmp(command, k_command, k_command_length) == 0 ? command[k_command_length] : '\0';
+    const char first = *arguments(command);
     return first == '>' || (first >= '0' && first <= '9');
 }
 
 int sim_date_run(sim_state &state, const char *command) {
-    const char *rest = command + k_command_length;
+    const char *rest = arguments(command);
     return *rest == '>' ? tell_date(state, rest) : set_date(state, rest);
 }

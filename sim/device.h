@@ -2,6 +2,7 @@
 
 #include "sim/state.h"
 
+#include <array>
 #include <span>
 
 // The kernel's side of the switch-access device, answering from a simulated switch.
@@ -36,9 +37,20 @@ inline constexpr sim_request k_sim_requests[] = {
 };
 static_assert(std::size(k_sim_requests) == k_sim_request_kinds);
 
+/// Where a request number's rows begin, by its low byte: k_sim_request_kinds for those the device does not
+/// know.
+inline constexpr auto k_sim_request_rows = [] {
+    std::array<uint8_t, 256> rows;
+    rows.fill(k_sim_request_kinds);
+    for (size_t kind = k_sim_request_kinds; kind-- > 0;) {
+        rows[k_sim_requests[kind].request & 0xFF] = static_cast<uint8_t>(kind);
+    }
+    return rows;
+}();
+
 /// The kind of a request, or k_sim_request_kinds when the device does not know it.
 constexpr size_t sim_request_kind(uint32_t number, uint32_t sub_code) {
-    size_t kind = 0;
+    size_t kind = k_sim_request_rows[number & 0xFF];
     while (kind < k_sim_request_kinds &&
            (k_sim_requests[kind].request != number || k_sim_requests[kind].sub_code != sub_code)) {
         kind++;

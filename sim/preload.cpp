@@ -4,6 +4,7 @@
 // Assembler names rather than C names: on 32-bit machines the C library's headers redirect several of these
 // to other symbols, and with fortification they are inline functions already.
 
+#include "lib/base/mbap.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 #include "lib/time/sntp_record.h"
@@ -36,9 +37,10 @@ int interposed_open64(const char *path, int flags, ...) INTERPOSE("open64");
 int interposed_open_2(const char *path, int flags) INTERPOSE("__open_2");
 int interposed_open64_2(const char *path, int flags) INTERPOSE("__open64_2");
 int interposed_close(int fd) INTERPOSE("close");
-int interposed_ioctl(int fd, unsigned long request, ...) INTERPOSE("ioctl");
+// Its callers pass the argument as they would to a function with three of them.
+int interposed_ioctl(int fd, unsigned long request, void *argument) INTERPOSE("ioctl");
 #if __SIZEOF_POINTER__ == 4
-int interposed_ioctl_time64(int fd, unsigned long request, ...) INTERPOSE("__ioctl_time64");
+int interposed_ioctl_time64(int fd, unsigned long request, void *argument) INTERPOSE("__ioctl_time64");
 #endif
 int interposed_system(const char *command) INTERPOSE("system");
 pid_t interposed_fork() INTERPOSE("fork");
@@ -60,7 +62,6 @@ using listen_fn = int (*)(int, int);
 using sendto_fn = ssize_t (*)(int, const void *, size_t, int, const sockaddr *, socklen_t);
 
 constexpr int k_descriptors = 1024;
-constexpr uint16_t k_modbus_port = 502;
 constexpr unsigned long k_hardware_address_query = SIOCGIFHWADDR;
 
 // The next definition of each symbol, looked up at load or, when a call comes earlier, at that call. Written
@@ -300,22 +301,12 @@ int interposed_close(int fd) {
     return next<close_fn>(s_close, "close")(fd);
 }
 
-int interposed_ioctl(int fd, unsigned long request, ...) {
-    va_list arguments;
-    va_start(arguments, request);
-    void *argument = va_arg(arguments, void *);
-    va_end(arguments);
-    return control(fd, request, argument);
-}
+int interposed_ioctl(int fd, unsigned long request, void *argument) { return control(fd, request, argument); }
 
 #if __SIZEOF_POINTER__ == 4
 // The calls that are passed on have no time in them that would differ between the two, or are sockets' time
 // stamps, which no program of this system asks for.
-int interposed_ioctl_time64(int fd, unsigned long request, ...) {
-    va_list arguments;
-    va_start(arguments, request);
-    void *argument = va_arg(arguments, void *);
-    va_end(arguments);
+int interposed_ioctl_time64(int fd, unsigned long request, void *argument) {
     return control(fd, request, argument);
 }
 #endif

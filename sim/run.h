@@ -1,5 +1,6 @@
 #pragma once
 
+#include "lib/base/mbap.h"
 #include "sim/scenario.h"
 
 #include <string>
@@ -7,7 +8,7 @@
 struct sim_run_options {
     std::string state_path;
     std::string library;
-    uint16_t port = 502;
+    uint16_t port = k_modbus_port;
     std::vector<sim_step> steps;
     char *const *program = nullptr; // arguments, the program's name first, null at the end
 };

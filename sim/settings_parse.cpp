@@ -245,7 +245,10 @@ bool parse_value(const sim_setting &setting, std::string_view text, sim_value &v
 std::string sim_setting_values(const sim_setting &setting) {
     std::string values;
     for (const sim_value_name &value : setting.names) {
-        values += (values.empty() ? "one of " : ", ") + std::string(value.name);
+        const bool second_word = !values.empty() && value.value == setting.names[0].value;
+        if (!second_word) {
+            values += (values.empty() ? "one of " : ", ") + std::string(value.name);
+        }
     }
     switch (setting.kind) {
     case sim_kind::text:

@@ -31,15 +31,17 @@ constexpr sim_value_name k_server_kinds[] = {
     {"ipv6", static_cast<uint32_t>(sntp_server_kind::ipv6)},
 };
 
-// Alarms by what raises them.
-constexpr sim_value_name k_main_power[] = {{"ok", 0},
+// Alarms by what raises them. Of two words for a value the first is shown: for power the register map's.
+constexpr sim_value_name k_main_power[] = {{"good", 0},
                                            {"no-input", bit(alarm_bit::k_main_no_input)},
                                            {"under-voltage", bit(alarm_bit::k_main_under_voltage)},
-                                           {"over-voltage", bit(alarm_bit::k_main_over_voltage)}};
-constexpr sim_value_name k_redundant_power[] = {{"ok", 0},
+                                           {"over-voltage", bit(alarm_bit::k_main_over_voltage)},
+                                           {"ok", 0}};
+constexpr sim_value_name k_redundant_power[] = {{"good", 0},
                                                 {"no-input", bit(alarm_bit::k_redundant_no_input)},
                                                 {"under-voltage", bit(alarm_bit::k_redundant_under_voltage)},
-                                                {"over-voltage", bit(alarm_bit::k_redundant_over_voltage)}};
+                                                {"over-voltage", bit(alarm_bit::k_redundant_over_voltage)},
+                                                {"ok", 0}};
 constexpr sim_value_name k_link_down[] = {{"off", 0}, {"on", bit(alarm_bit::k_link_down_port1)}};
 template<uint32_t number> constexpr sim_value_name k_alarm_bit[] = {{"ok", 0}, {"alarm", bit(number)}};
 

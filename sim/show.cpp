@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
@@ -34,11 +35,34 @@ std::string as_in_scenario(const std::string &value) {
     return plain || empty_text ? value : '"' + value + '"';
 }
 
+/// Why the registers show something else than the setting's value, as a comment; empty where they do not.
+std::string remark(const sim_state &state, const sim_target &target) {
+    const sim_setting &setting = *target.setting;
+    if (setting.index[1] == sim_index::state_word && target.place[1] + 1 == std::size(k_at_port_words)) {
+        const sim_port &port = state.ports[target.place[0]];
+        const uint32_t word = sim_load(port.words[target.place[1]]);
+        if (sim_load(port.link) == 0) {
+            return word == 0 ? "" : " # 0 in the registers: the link is down";
+        }
+        return word <= 0xFF ? "" : " # " + std::to_string(word & 0xFF) + " in the registers: the low byte";
+    }
+    if (setting.offset != offsetof(sim_state, alarm_word)) {
+        return "";
+    }
+    const uint32_t links = sim_alarm_word(state) & ~sim_load(state.alarm_word);
+    if (setting.kind == sim_kind::number) {
+        return links == 0 ? ""
+                          : " # " + std::to_string(sim_alarm_word(state)) + " with the links that are down";
+    }
+    const bool raised = (links & (setting.limit << target.place[0])) != 0;
+    return raised ? " # on all the same: the link is down" : "";
+}
+
 std::string line_of(const show_request &request, const sim_target &target, const std::string &name) {
     const std::string value = sim_target_value(request.state, target);
-    return request.values_only
-               ? value + "\n"
-               : (target.setting->read_only ? "# " : "") + name + " " + as_in_scenario(value) + "\n";
+    return request.values_only ? value + "\n"
+                               : (target.setting->read_only ? "# " : "") + name + " " +
+                                     as_in_scenario(value) + remark(request.state, target) + "\n";
 }
 
 /// Prints one element of the settings in `rows`, which share their first index.

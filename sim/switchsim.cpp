@@ -43,8 +43,8 @@ processes PROGRAM has left running. SIGINT, SIGTERM and SIGHUP are handed to PRO
 A scenario has one "NAME VALUE" a line, as `switchsim set` takes them. "after SECONDS", "every SECONDS" or "after
 SECONDS every SECONDS" on a line begins a step: what follows is set at that time from the start. # begins a comment.
 
-Exit status: that of PROGRAM, or 128 plus the signal that ended it; 125 when the switch could not be made, 126 when
-PROGRAM could not be started, 127 when there is no such program.
+Exit status: that of PROGRAM, or 128 plus the signal that ended it; 2 when the options are wrong, 125 when the switch
+could not be made, 126 when PROGRAM could not be started, 127 when there is no such program.
 )";
 
 constexpr char k_join_help[] =
@@ -131,35 +131,36 @@ bool read_scenario(const char *path, std::vector<sim_step> &steps) {
     return true;
 }
 
-/// What run and join are both given; false after saying what is wrong.
-bool read_run_options(const arguments &given, sim_run_options &options) {
+/// Reads what run and join are both given. Returns 0, or the status to end with after saying what is wrong.
+int read_run_options(const arguments &given, sim_run_options &options) {
     options.state_path = sim_where_state(given.state);
     options.program = given.rest;
     if (*given.rest == nullptr) {
         complain("no program; see --help");
-        return false;
+        return k_usage_error;
     }
     if (given.port != nullptr && !parse_port(given.port, options.port)) {
         complain(std::string("--port ") + given.port + ": not a port number 0..65535");
-        return false;
+        return k_usage_error;
     }
     std::string error;
     if (!sim_where_library(given.library, options.library, error)) {
         complain(error);
-        return false;
+        return k_sim_run_failed;
     }
-    return true;
+    return 0;
 }
 
 int command_join(const arguments &given) {
     sim_run_options options;
-    return read_run_options(given, options) ? sim_join(options) : k_sim_run_failed;
+    const int wrong = read_run_options(given, options);
+    return wrong != 0 ? wrong : sim_join(options);
 }
 
 int command_run(const arguments &given) {
     sim_run_options options;
-    if (!read_run_options(given, options)) {
-        return k_sim_run_failed;
+    if (const int wrong = read_run_options(given, options); wrong != 0) {
+        return wrong;
     }
     if (given.scenario != nullptr && !read_scenario(given.scenario, options.steps)) {
         return k_sim_run_failed;
@@ -223,7 +224,7 @@ int change_switch(const arguments &given, const std::string &prefix) {
     std::vector<sim_change> changes;
     const bool clear = !prefix.empty() && *given.rest != nullptr && std::strcmp(*given.rest, "clear") == 0;
     if (clear ? !clear_faults(changes) : !parse_changes(given.rest, prefix, changes)) {
-        return EXIT_FAILURE;
+        return k_usage_error;
     }
     if (changes.empty()) {
         complain("nothing to set; see --help");
@@ -247,6 +248,10 @@ int command_fault(const arguments &given) { return change_switch(given, k_fault_
 // ---- show
 
 int command_show(const arguments &given) {
+    if (given.rest[0] != nullptr && given.rest[1] != nullptr) {
+        complain("more than one prefix; see --help");
+        return k_usage_error;
+    }
     sim_file file;
     if (!open_switch(given, file)) {
         return EXIT_FAILURE;
@@ -329,8 +334,7 @@ int run_command(const command &chosen, int argc, char **argv) {
         }
         if (letter == '?' || std::strchr(chosen.options, letter) == nullptr) {
             complain(std::string("bad option; see `switchsim ") + chosen.name + " --help`");
-            const bool starts_program = chosen.run == command_run || chosen.run == command_join;
-            return starts_program ? k_sim_run_failed : k_usage_error;
+            return k_usage_error;
         }
         take_option(letter, given);
     }

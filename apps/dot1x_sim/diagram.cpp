@@ -1,13 +1,10 @@
 #include "apps/dot1x_sim/diagram.h"
 
 #include "apps/common/text_append.h"
+#include "apps/common/text_file.h"
 #include "lib/dot1x/dot1x_table.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -64,10 +61,10 @@ std::string render() {
 
 /// Reads a document as the hand-written part with its marker line, and what is behind it.
 bool read_document(const std::string &path, std::string &written, std::string &rendered) {
-    const std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    const std::string text = content.str();
+    std::string text;
+    if (!read_text_file("dot1x_sim", path, text)) {
+        return false;
+    }
     const size_t marker = text.find(k_marker);
     if (marker == std::string::npos) {
         std::fprintf(stderr, "dot1x_sim: %s has no line %s", path.c_str(), k_marker);
@@ -83,17 +80,7 @@ bool read_document(const std::string &path, std::string &written, std::string &r
 bool diagram_write(const std::string &path) {
     std::string written;
     std::string rendered;
-    if (!read_document(path, written, rendered)) {
-        return false;
-    }
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << written << render();
-    file.close();
-    if (!file) {
-        std::fprintf(stderr, "dot1x_sim: cannot write %s: %s\n", path.c_str(), std::strerror(errno));
-        return false;
-    }
-    return true;
+    return read_document(path, written, rendered) && write_text_file("dot1x_sim", path, written + render());
 }
 
 bool diagram_check(const std::string &path) {

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -22,21 +23,27 @@ constexpr script k_scripts[] = {
 constexpr int32_t k_port = 1;
 constexpr int32_t k_no_event = -1;
 constexpr dot1x_settings k_settings = {.maxReq = 2, .serverTimeout = 30};
-constexpr uint16_t k_supplicant_timeout = 30;
 constexpr uint32_t k_reauthentication_period = 3600;
+constexpr std::string_view k_more = " ...";
 
 uint32_t s_now = 0;                // simulated seconds
 int32_t s_next_event = k_no_event; // what the supplicant or the server answered
 const char *s_supplicant = "";     // the letters not played yet
 const char *s_server = "";
 bool s_debug = false;
-char s_states[1024] = ""; // the states so far, for the last line
+char s_states[1024] = ""; // the states so far, for the last line; k_more behind those that fit
 
 const char *state_name() { return k_dot1x_states[dot1x_get_port(k_port)->bm_status].name; }
 
 void note_state() {
-    const size_t used = std::strlen(s_states);
-    std::snprintf(s_states + used, sizeof s_states - used, " %s", state_name());
+    const std::string_view noted = s_states;
+    if (noted.ends_with(k_more)) {
+        return;
+    }
+    const char *const name = state_name();
+    const bool fits = noted.size() + 1 + std::strlen(name) + k_more.size() < sizeof s_states;
+    std::snprintf(s_states + noted.size(), sizeof s_states - noted.size(), "%s%s", fits ? " " : k_more.data(),
+                  fits ? name : "");
 }
 
 void print_action(const char *text, unsigned value) {
@@ -119,6 +126,7 @@ void give_event(int32_t event) {
 /// are used up, is a time-out.
 void play_round() {
     dot1x_port *const record = dot1x_get_port(k_port);
+    record->authSuccess = record->authFail = record->authTimeout = 0;
     record->authStart = 1;
     give_event(e_authStart);
     while (record->bm_status != BM_STATUS_IDLE) {
@@ -136,9 +144,9 @@ void play_round() {
 
 std::span<const script> built_in_scripts() { return k_scripts; }
 
-bool script_is_valid(const script &played) {
-    return played.supplicant[std::strspn(played.supplicant, "rx-")] == '\0' &&
-           played.server[std::strspn(played.server, "qaf-")] == '\0';
+char script_bad_letter(const script &played) {
+    const char *const supplicant = played.supplicant + std::strspn(played.supplicant, "rx-");
+    return *supplicant != '\0' ? *supplicant : played.server[std::strspn(played.server, "qaf-")];
 }
 
 void play_script(const script &played, bool debug_lines) {
@@ -149,10 +157,7 @@ void play_script(const script &played, bool debug_lines) {
     s_debug = debug_lines;
     s_states[0] = '\0';
     dot1x_set_hooks(&k_hooks);
-    dot1x_port *const record = dot1x_get_port(k_port);
-    *record = {};
-    record->suppTimeout = k_supplicant_timeout;
-
+    *dot1x_get_port(k_port) = {};
     std::printf("%s: %s\n", played.name, played.about);
     give_event(e_initialize);
     for (int round = 0; round < played.rounds; round++) {

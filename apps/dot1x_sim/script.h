@@ -15,8 +15,8 @@ struct script {
 /// The scripts that come with the program.
 std::span<const script> built_in_scripts();
 
-/// True when both lines consist of the letters above.
-bool script_is_valid(const script &played);
+/// The first letter of the two lines, the supplicant's first, that is none of the above; NUL when all are.
+char script_bad_letter(const script &played);
 
 /// Plays a script on port 1 in simulated time and prints each event and action, then the states that the port
 /// went through in one line. `debug` turns the library's own debug lines on.

@@ -1,7 +1,7 @@
-#include "apps/common/standard_streams.h"
+#include "lib/base/io.h"
+#include "lib/base/standard_streams.h"
 #include "lib/base/unique_fd.h"
 #include "lib/ipc/ipc_api.h"
-#include "lib/ipc/ipc_io.h"
 #include "lib/ipc/ipc_names.h"
 
 #include <algorithm>
@@ -39,7 +39,8 @@ constexpr const char *k_usage =
     "  --send ...    sends a one-way message at first, such as 1,67,0102\n"
     "  --help        shows this text\n"
     "\n"
-    "Exit status: 0 when it ended as asked, 1 when there is no server or it closed the connection.\n";
+    "Exit status: 0 when it ended as asked, 1 when there is no server or it closed the connection,\n"
+    "2 wrong options.\n";
 
 struct one_way {
     ipc_header header;

@@ -1,11 +1,7 @@
+#include "apps/common/text_file.h"
 #include "apps/mapdoc/mapdoc.h"
 
-#include <array>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string_view>
 
 // Writes register-map.md and register-map.csv into a folder, or checks that those there are what it would
@@ -23,22 +19,12 @@ constexpr document k_documents[] = {
     {"register-map.csv", mapdoc_csv},
 };
 
-bool write_file(const std::string &path, const std::string &text) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << text;
-    file.close();
-    if (!file) {
-        std::fprintf(stderr, "mapdoc: cannot write %s: %s\n", path.c_str(), std::strerror(errno));
+bool is_current(const std::string &path, const std::string &text) {
+    std::string content;
+    if (!read_text_file("mapdoc", path, content)) {
         return false;
     }
-    return true;
-}
-
-bool is_current(const std::string &path, const std::string &text) {
-    const std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    if (content.str() != text) {
+    if (content != text) {
         std::fprintf(stderr, "mapdoc: %s is not what the register map gives; build the target \"docs\"\n",
                      path.c_str());
         return false;
@@ -50,7 +36,7 @@ bool is_current(const std::string &path, const std::string &text) {
 
 int main(int argc, char **argv) {
     const bool check = argc == 3 && std::string_view(argv[1]) == "--check";
-    if (argc != 2 && !check) {
+    if ((argc != 2 && !check) || argv[argc - 1][0] == '-') {
         std::fputs("usage: mapdoc [--check] FOLDER\n", stderr);
         return 2;
     }
@@ -58,7 +44,7 @@ int main(int argc, char **argv) {
     bool good = true;
     for (const document &doc : k_documents) {
         const std::string path = folder + '/' + doc.name;
-        good = (check ? is_current(path, doc.text()) : write_file(path, doc.text())) && good;
+        good = (check ? is_current(path, doc.text()) : write_text_file("mapdoc", path, doc.text())) && good;
     }
     return good ? 0 : 1;
 }

@@ -1,7 +1,9 @@
+#include "apps/mapdoc/cost.h"
 #include "apps/mapdoc/mapdoc.h"
 
 #include "apps/common/text_append.h"
 #include "lib/base/invariant.h"
+#include "modbus/client_table.h"
 #include "modbus/porttcp.h"
 
 #include <algorithm>
@@ -46,7 +48,9 @@ void put_functions(std::string &md) {
     md +=
         "There are no coils and no discrete inputs: 0x01, 0x02, 0x05 and 0x0F are answered with exception "
         "2, or 3 when the request itself is wrong (more than 1999 bits to read or 1968 to write, say). 0x11 "
-        "(report slave ID) is answered without an identification, any other function with exception 1.\n\n";
+        "(report slave ID) is answered with one byte, the function code: a client that waits for a byte "
+        "count "
+        "behind it runs into its time-out. Any other function is answered with exception 1.\n\n";
 }
 
 void put_blocks(std::string &md) {
@@ -114,19 +118,97 @@ void put_pairs(std::string &md) {
         pair_registers().c_str());
 }
 
+void put_libraries(std::string &md) {
+    text_append(md,
+                "**Client libraries** that merge neighbouring items into one read must be told three things: "
+                "the longest "
+                "read is %u registers (the usual default of 125 is refused with exception 3); a read stays "
+                "within its "
+                "block (one that begins between two blocks is refused with exception 2, and one that runs on "
+                "into the "
+                "next block shows nothing of it, without an error); and it does not touch a gap that ends "
+                "the reply.\n\n",
+                unsigned{k_mb_input_count_max});
+}
+
+std::string cost_in_words(uint16_t first, uint16_t count) {
+    std::string text;
+    text_append(text, "%s%u", mb_map_block_of(first)->id == mb_block_id::rings ? "up to " : "",
+                mapdoc_read_cost(first, count));
+    return text;
+}
+
+struct planned_read {
+    uint16_t first;
+    uint16_t count;
+    const char *what;
+};
+constexpr planned_read k_once[] = {{1001, 17, "device type, words A of the boot loader"},
+                                   {1033, 16, "words B of the boot loader"},
+                                   {1065, 7, "serial number"},
+                                   {1081, 12, "words A of the firmware"},
+                                   {1097, 19, "words B of the firmware, MAC address"}};
+constexpr planned_read k_often[] = {
+    {1129, 2, "power inputs"}, {1145, 1, "whether there is an alarm"}, {1257, 12, "states of the ports"}};
+constexpr planned_read k_at_times[] = {{2025, 24, "counters 9 and 10"},
+                                       {2089, 24, "counters 3 and 4"},
+                                       {2153, 24, "counter 12"},
+                                       {2217, 24, "counter 6"},
+                                       {2281, 2, "spanning tree, redundant ring 0"},
+                                       {2285, 1, "whether the ring with ID 1 is enabled"},
+                                       {2297, 18, "redundant rings"},
+                                       {3305, 16, "one MST instance; the next is 32 registers on"}};
+constexpr planned_read k_seldom[] = {{1513, 116, "media of ports 1 to 4; then 1641 and 1769"},
+                                     {3049, 123, "ring groups 1 to 3; then 3172"}};
+
+void put_plan(std::string &md, const char *when, std::span<const planned_read> reads) {
+    for (const planned_read &read : reads) {
+        INVARIANT(read.count <= mb_map_safe_count(read.first));
+        text_append(md, "| %s | %u | %u | %s | %s |\n", when, unsigned{read.first}, unsigned{read.count},
+                    read.what, cost_in_words(read.first, read.count).c_str());
+    }
+}
+
+void put_costs(std::string &md) {
+    md +=
+        "**What a read costs.** The daemon asks the switch while your request waits, one inquiry after the "
+        "other: in the identity block one for each item and for each register that holds nothing, in the "
+        "redundancy summary one for each register, for a port one (two for the counters that are sums), for "
+        "an MST instance two, for the ring groups one and another for each ring ID up to the last ring "
+        "shown, "
+        "which is all of them where a group is unused. So do not join reads because they are near each "
+        "other: ";
+    text_append(
+        md,
+        "%u registers from 1001 on make %u inquiries, one register at 2025 (half a counter) %u, %u "
+        "registers from 3049 on %s. A plan that asks for what is there, at the pace at which it changes:\n\n"
+        "| When | Register | Count | What | Inquiries |\n|---|---|---|---|---|\n",
+        unsigned{k_mb_input_count_max}, mapdoc_read_cost(1001, k_mb_input_count_max),
+        mapdoc_read_cost(2025, 1), unsigned{k_mb_input_count_max},
+        cost_in_words(3049, k_mb_input_count_max).c_str());
+    put_plan(md, "once a connection", k_once);
+    put_plan(md, "every poll", k_often);
+    put_plan(md, "every tenth poll, say", k_at_times);
+    put_plan(md, "on a change, or seldom", k_seldom);
+    md +=
+        "\nRead the serial number (1065) once and keep the connection: the first read on each runs a program "
+        "within the switch, and so does every one while it has no serial number.\n\n";
+}
+
 void put_sessions(std::string &md) {
     md += "**Holding registers are your connection's own.** They are a store in memory that starts at 0 when "
           "you "
           "connect. What you write is seen by your connection only, changes nothing in the switch, and is "
-          "gone when "
-          "the connection ends.\n\n";
+          "gone when the connection ends. A tool that connects anew for each command reads 0 after it has "
+          "written.\n\n";
     text_append(
         md,
         "**Connections.** At most %d at a time; one more is accepted and closed at once, without a byte. A "
         "place that became free can be used again within 5 s: a client that reconnects at once may be closed "
         "again and "
         "tries once more. A connection on which nothing arrives for %d s "
-        "is closed. The unit identifier is not looked at and comes back as sent. A request whose protocol "
+        "is closed, or as much as half a minute later: the kernel rounds long time-outs up. The unit "
+        "identifier is not looked at and comes back as sent. A request whose protocol "
         "identifier is not 0 gets no answer.\n\n",
         k_tcp_clients_max, k_tcp_silence_limit_s);
     md += "**Freshness.** Each read asks the switch anew; only the identity words are from the start of the "
@@ -287,6 +369,8 @@ std::string mapdoc_markdown() {
     put_blocks(md);
     put_early_stops(md);
     put_pairs(md);
+    put_libraries(md);
+    put_costs(md);
     put_sessions(md);
     for (const mb_block &block : mb_map_blocks()) {
         put_block(md, block);

@@ -22,7 +22,7 @@ constexpr type_words k_types[] = {
     {"2 bytes", "high byte, low byte"},
     {"bit fields", ""},
 };
-static_assert(std::size(k_types) == static_cast<size_t>(mb_type::bits) + 1);
+static_assert(std::size(k_types) == static_cast<size_t>(mb_type::count));
 
 } // namespace
 

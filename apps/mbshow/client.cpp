@@ -151,7 +151,7 @@ bool mb_client_read_input(mb_client &client, uint16_t number, std::span<uint16_t
                             static_cast<uint16_t>(values.size())};
     const int64_t deadline = now_ms() + client.timeout_ms;
     std::array<uint8_t, k_mbap_adu_max> adu;
-    const auto header = std::span(adu).first<k_mbap_header_size>();
+    const auto header = std::span(adu).first<k_mbap_size>();
     if (!send_request(client, mbap_put_read(read), deadline) || !receive_exactly(client, header, deadline)) {
         return false;
     }

@@ -7,11 +7,6 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-// Keys of the blocks' objects, indexed by mb_block_id; they hold what has no element. Elements have arrays of
-// their own beside them.
-constexpr const char *k_block_keys[] = {"identity", "ports", "redundancy", "rings", "mst"};
-static_assert(std::size(k_block_keys) == static_cast<size_t>(mb_block_id::mst) + 1);
-
 json mst_ports_json(std::span<const uint16_t> words) {
     json ports = json::array();
     for (const uint16_t word : words) {
@@ -41,6 +36,8 @@ json value_json(mb_type type, std::span<const uint16_t> words) {
         return {{"high", words[0] >> 8}, {"low", words[0] & 0xFF}};
     case mb_type::bits:
         return mst_ports_json(words);
+    case mb_type::count:
+        break;
     }
     return nullptr;
 }
@@ -66,11 +63,11 @@ std::string element_key(const mb_group &group) {
     return key;
 }
 
+/// What has no element stands in the block's object; elements have arrays of their own beside it.
 void put_group(json &root, const mb_report &report, const mb_block &block, const mb_group &group) {
     const std::string key = element_key(group);
     for (uint32_t element = 0; element < group.elements; element++) {
-        json &object =
-            key.empty() ? root[k_block_keys[static_cast<size_t>(block.id)]] : root[key + "s"][element];
+        json &object = key.empty() ? root[block.key] : root[key + "s"][element];
         if (!key.empty()) {
             object[key] = group.element_number + element;
         }

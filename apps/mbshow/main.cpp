@@ -1,5 +1,6 @@
-#include "apps/common/standard_streams.h"
 #include "apps/mbshow/report.h"
+#include "lib/base/mbap.h"
+#include "lib/base/standard_streams.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -61,7 +62,7 @@ options parse_options(int argc, char **argv) {
                                            {"watch", required_argument, nullptr, 'w'},
                                            {"help", no_argument, nullptr, 'h'},
                                            {nullptr, 0, nullptr, 0}};
-    options parsed = {nullptr, 502, 0, false};
+    options parsed = {nullptr, k_modbus_port, 0, false};
     int number = 0;
     for (int opt; (opt = getopt_long(argc, argv, "p:jw:h", k_options, nullptr)) != -1;) {
         switch (opt) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lib/base/mbap.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -8,7 +10,6 @@
 // Framing of register reads from the client's side (Modbus Messaging on TCP/IP V1.0b, section 3.1; Modbus
 // application protocol V1.1b3, sections 6.3 and 6.4). Nothing that a server sends is trusted.
 
-inline constexpr size_t k_mbap_header_size = 7;
 inline constexpr size_t k_mbap_adu_max = 260;
 inline constexpr size_t k_mbap_read_request_size = 12;
 inline constexpr uint8_t k_mbap_read_holding = 0x03;
@@ -38,7 +39,7 @@ enum class mbap_verdict : uint8_t {
 std::array<uint8_t, k_mbap_read_request_size> mbap_put_read(const mbap_read &read);
 
 /// The size of the ADU that a header of 7 bytes begins, or 0 when it announces none that a reply can have.
-size_t mbap_reply_size(std::span<const uint8_t, k_mbap_header_size> header);
+size_t mbap_reply_size(std::span<const uint8_t, k_mbap_size> header);
 
 /// Judges a whole reply, which must be just the announced bytes. When it is good, the registers' values begin
 /// at byte 9; when it is an exception, the code is byte 8.

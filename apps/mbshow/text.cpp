@@ -204,6 +204,48 @@ void put_identity_words(std::string &out, const mb_report &report) {
     put_words(out, "Firmware B", words_of(report, firmware_words_b));
 }
 
+std::string value_text(mb_type type, std::span<const uint16_t> words) {
+    switch (type) {
+    case mb_type::u16:
+    case mb_type::u32:
+        return std::to_string(mb_decode_number(words));
+    case mb_type::text:
+    case mb_type::wide_text:
+        return or_none(mb_decode_text(type, words));
+    case mb_type::address:
+        return mb_decode_address(words);
+    default: {
+        std::string hex;
+        for (const uint16_t word : words) {
+            text_append(hex, "%04X ", unsigned{word});
+        }
+        return hex;
+    }
+    }
+}
+
+bool has_layout(mb_block_id block) {
+    constexpr mb_block_id k_known[] = {mb_block_id::identity, mb_block_id::ports, mb_block_id::redundancy,
+                                       mb_block_id::rings, mb_block_id::mst};
+    return std::find(std::begin(k_known), std::end(k_known), block) != std::end(k_known);
+}
+
+/// A block without a layout of its own above: one line an item.
+void put_block(std::string &out, const mb_report &report, const mb_block &block) {
+    text_append(out, "\n%s\n", block.name);
+    for (const mb_group &group : block.groups) {
+        for (uint32_t element = 0; element < group.elements; element++) {
+            if (group.elements > 1) {
+                text_append(out, "  %s %u\n", group.element, group.element_number + element);
+            }
+            for (const mb_item &item : group.items) {
+                put_line(out, item.name,
+                         value_text(item.type, mb_image_words(*report.image, group, item, element)));
+            }
+        }
+    }
+}
+
 } // namespace
 
 std::string mb_report_text(const mb_report &report) {
@@ -221,6 +263,11 @@ std::string mb_report_text(const mb_report &report) {
     put_redundancy(out, report);
     put_rings(out, report);
     put_mst(out, report);
+    for (const mb_block &block : mb_map_blocks()) {
+        if (!has_layout(block.id)) {
+            put_block(out, report, block);
+        }
+    }
     put_identity_words(out, report);
     return out;
 }

@@ -1,6 +1,7 @@
-#include "apps/common/standard_streams.h"
 #include "apps/zop_serv/ask.h"
-#include "lib/base/unique_fd.h"
+#include "apps/zop_serv/console.h"
+#include "lib/base/local_socket.h"
+#include "lib/base/standard_streams.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_message.h"
 #include "lib/cli/csh_output.h"
@@ -9,29 +10,47 @@
 #include "lib/cli/zopsh_timer.h"
 #include "lib/cmds/cmds_system.h"
 #include "lib/ipc/ipc_api.h"
+#include "lib/ipc/ipc_settings.h"
 #include "lib/sasi/sasi.h"
 
 #include <csignal>
 #include <cstdio>
 #include <getopt.h>
+#include <grp.h>
 #include <pthread.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-// The management process: the server of the shell and the server of the IPC messages.
+// The management process: the server of the shell and the servers of the IPC messages.
 
 namespace {
 
 constexpr const char *k_usage =
-    "usage: zop_serv [--desk] [--ask ROUTE,COMMAND]\n"
-    "Runs the shell's server and the management IPC server until it is ended.\n"
+    "usage: zop_serv [--desk] [--group NAME] [--ask ROUTE,COMMAND]\n"
+    "Runs the shell's server and the IPC servers, management and web, until it is ended.\n"
     "\n"
-    "  --desk   leaves the management interface as it is: for a machine that is not a switch\n"
-    "  --ask    sends an IPC request once a second and prints what comes of it\n"
-    "  --help   shows this text\n"
+    "  --desk         leaves the management interface as it is: for a machine that is not a switch\n"
+    "  --group NAME   lets the members of this group in; otherwise its own user and root alone\n"
+    "  --ask          sends an IPC request once a second and prints what comes of it\n"
+    "  --help         shows this text\n"
     "\n"
-    "Open the shell with zopsh; watch the IPC server with ipc_probe.\n";
+    "Open the shell with zopsh; watch the IPC servers with ipc_probe.\n"
+    "Exit status: 2 wrong options, 1 it could not start; a signal that ends it gives 128 + its number.\n";
+
+constexpr int k_status_failed = 1;
+constexpr int k_status_usage = 2;
+
+struct options {
+    bool desk = false;
+    gid_t group = k_no_group;
+    const char *asked = nullptr; // null: nobody
+};
+
+/// The last thing the process does, in a signal handler too: another thread may have bound a socket
+/// meanwhile.
+void settle() {
+    console_settle();
+    local_remove_bound();
+}
 
 /// Waits for the signals that end the process, and removes the sockets: whoever knocks next finds nobody.
 /// Then the process ends as by any fatal signal, with "exiting..." and status 128 + number.
@@ -39,8 +58,7 @@ void *await_end(void *argument) {
     const auto *const signals = static_cast<const sigset_t *>(argument);
     int signal = 0;
     sigwait(signals, &signal);
-    ::unlink(k_csh_server_path);
-    ::unlink(k_ipc_serv_path);
+    local_remove_bound();
     std::fflush(stdout);
     pthread_sigmask(SIG_UNBLOCK, signals, nullptr);
     std::raise(signal);
@@ -48,9 +66,11 @@ void *await_end(void *argument) {
 }
 
 /// Makes the signals that end the process the business of a thread of its own, but for those that are ignored
-/// from the start, by nohup, say. Before any other thread is started: all inherit that they are blocked.
+/// from the start, by nohup, say; SIGTERM always ends it. Before any other thread is started: all inherit
+/// that they are blocked.
 bool catch_end() {
     static sigset_t s_signals;
+    std::signal(SIGTERM, SIG_DFL);
     sigemptyset(&s_signals);
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
         struct sigaction found {};
@@ -63,16 +83,11 @@ bool catch_end() {
            pthread_create(&thread, nullptr, await_end, &s_signals) == 0;
 }
 
-bool is_bound(const char *path, int type) {
-    const unique_fd socket(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
-    return ::connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+/// Whether there is a management process already.
+bool is_served() {
+    return local_is_served(k_csh_server_path) || local_is_served(k_ipc_serv_path) ||
+           local_is_served(k_ipc_web_path);
 }
-
-/// Whether there is a management process already. A second one would take its sockets away.
-bool is_served() { return is_bound(k_csh_server_path, SOCK_DGRAM) || is_bound(k_ipc_serv_path, SOCK_STREAM); }
 
 void init_modules() {
     if (cmds_system_install() != 0) {
@@ -88,60 +103,117 @@ int32_t query(int32_t flag, const char *text, const cli_session &session) {
     return flag == 1 ? cli_help_line(session, text) : cli_complete_line(session, text);
 }
 
-} // namespace
+int usage(std::FILE *out, int status) {
+    std::fputs(k_usage, out);
+    return status;
+}
 
-int main(int argc, char **argv) {
-    hold_standard_streams();
-    csh_startup startup = {};
-    startup.init_modules = init_modules;
-    startup.init_services = init_services;
-    startup.services.query = query;
-    const char *asked = nullptr;
+bool find_group(const char *name, gid_t *group) {
+    const struct group *const entry = ::getgrnam(name);
+    if (entry == nullptr) {
+        std::fprintf(stderr, "zop_serv: --group %s: there is no such group\n", name);
+        return false;
+    }
+    *group = entry->gr_gid;
+    return true;
+}
+
+/// Returns -1 to go on, otherwise the status to leave with.
+int parse(int argc, char **argv, options *wanted) {
     constexpr option k_options[] = {{"desk", no_argument, nullptr, 'd'},
+                                    {"group", required_argument, nullptr, 'g'},
                                     {"ask", required_argument, nullptr, 'a'},
                                     {"help", no_argument, nullptr, 'h'},
                                     {nullptr, 0, nullptr, 0}};
     for (int letter = 0; (letter = getopt_long(argc, argv, "", k_options, nullptr)) != -1;) {
-        if (letter == 'h') {
-            std::fputs(k_usage, stdout);
-            return 0;
-        }
-        if (letter == 'd') {
-            startup.skip_interface = true;
-        } else if (letter == 'a') {
-            asked = optarg;
-        } else {
-            std::fputs(k_usage, stderr);
-            return 2;
+        switch (letter) {
+        case 'd':
+            wanted->desk = true;
+            break;
+        case 'g':
+            if (!find_group(optarg, &wanted->group)) {
+                return k_status_usage;
+            }
+            break;
+        case 'a':
+            wanted->asked = optarg;
+            break;
+        case 'h':
+            return usage(stdout, 0);
+        default:
+            return usage(stderr, k_status_usage);
         }
     }
     if (optind < argc) {
-        std::fputs(k_usage, stderr);
-        return 2;
+        return usage(stderr, k_status_usage);
     }
-    if (asked != nullptr && !ask_parse(asked)) {
-        std::fprintf(stderr, "zop_serv: --ask %s: not a route 1 to 6 and a command 1 to 324\n", asked);
-        return 2;
+    if (wanted->asked != nullptr && !ask_parse(wanted->asked)) {
+        std::fprintf(stderr, "zop_serv: --ask %s: not a route 1 to 6 and a command 1 to 324\n",
+                     wanted->asked);
+        return k_status_usage;
     }
-    std::setvbuf(stdout, nullptr, _IOLBF, 0); // what it says is read while it runs
+    return -1;
+}
+
+/// Starts everything but the shell. Returns whether it could, after saying what could not be started.
+bool start(const options &wanted) {
     if (is_served()) {
         std::fprintf(stderr, "zop_serv: another one runs here\n");
-        return 1;
+        return false;
     }
     if (!catch_end()) {
         std::fprintf(stderr, "zop_serv: cannot wait for the signals that end it\n");
-        return 1;
+        return false;
     }
-    fatal_signals_install();
+    fatal_signals_install(settle);
     if (sasiOpen() < 0) {
         std::fprintf(stderr, "zop_serv: no switch answers; the shell runs without one\n");
     }
+    ipc_get_settings().socket_group = wanted.group;
     if (ipc_serv_start() != 0) {
-        std::fprintf(stderr, "zop_serv: cannot start the IPC server; the system log says why\n");
-        return 1;
+        std::fprintf(stderr, "zop_serv: cannot start the management IPC server; the system log says why\n");
+        return false;
     }
-    if (asked != nullptr && !ask_start()) {
+    if (ipc_web_start() != 0) {
+        std::fprintf(stderr, "zop_serv: cannot start the web IPC server; the system log says why\n");
+        return false;
+    }
+    std::printf("zop_serv: the IPC servers run at %s and %s\n", k_ipc_serv_path, k_ipc_web_path);
+    if (wanted.asked != nullptr && !ask_start()) {
         std::fprintf(stderr, "zop_serv: --ask: cannot start a thread\n");
     }
-    csh_server_start(startup);
+    return true;
+}
+
+/// Serves for ever, or returns the status to leave with.
+int serve(const options &wanted) {
+    csh_startup startup = {};
+    startup.init_modules = init_modules;
+    startup.init_services = init_services;
+    startup.skip_interface = wanted.desk;
+    startup.socket_group = wanted.group;
+    startup.services.query = query;
+    if (start(wanted) && csh_server_start(startup) != 0) {
+        std::fprintf(stderr, "zop_serv: cannot start the shell's server\n");
+    }
+    std::fflush(stdout);
+    settle();
+    return k_status_failed;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    hold_standard_streams();
+    options wanted;
+    const int early = parse(argc, argv, &wanted);
+    if (early >= 0) {
+        return end_output("zop_serv", early, k_status_failed);
+    }
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // what it says is read while it runs
+    if (!console_start()) {
+        std::fprintf(stderr, "zop_serv: cannot start the threads of its output\n");
+        return k_status_failed;
+    }
+    return serve(wanted);
 }

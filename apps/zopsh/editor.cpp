@@ -1,12 +1,11 @@
 #include "apps/zopsh/shell.h"
-
+#include "apps/zopsh/terminal.h"
 #include "lib/base/result.h"
+#include "lib/cmds/cmds_modes.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <histedit.h>
-#include <termios.h>
-#include <unistd.h>
 
 namespace {
 
@@ -22,20 +21,8 @@ std::string line_before_cursor(EditLine *editor) {
 
 /// While the editor waits for a key, Ctrl-C is one; while the server is asked, it ends the wait.
 template<typename F> auto interruptible(F ask) {
-    termios editing{};
-    const bool is_terminal = ::tcgetattr(STDIN_FILENO, &editing) == 0;
-    termios asking = editing;
-    asking.c_lflag |= ISIG;
-    asking.c_cc[VSUSP] = _POSIX_VDISABLE; // these would leave the terminal to others as the editor has set it
-    asking.c_cc[VQUIT] = _POSIX_VDISABLE;
-    if (is_terminal) {
-        ::tcsetattr(STDIN_FILENO, TCSANOW, &asking);
-    }
-    auto answered = ask();
-    if (is_terminal) {
-        ::tcsetattr(STDIN_FILENO, TCSANOW, &editing);
-    }
-    return answered;
+    const terminal_guard guard(terminal_keys::waiting);
+    return ask();
 }
 
 unsigned char say(const char *failure) {
@@ -55,11 +42,16 @@ std::string indented(const std::vector<std::string> &lines, const char *indent) 
 unsigned char list_help(EditLine *editor, int /*key*/) {
     std::fputs("?\n", stdout);
     std::fflush(stdout);
-    const shell_answer help = interruptible([=] { return shell_help(*s_shell, line_before_cursor(editor)); });
+    const std::string line = line_before_cursor(editor);
+    const shell_answer help = interruptible([&] { return shell_help(*s_shell, line); });
     if (help.failure != nullptr) {
         return say(help.failure);
     }
-    ignore_result(pager_show(*s_shell, indented(help.lines, ""))); // it has told itself
+    const std::string text =
+        help.lines.empty()
+            ? interruptible([&] { return shell_explain(*s_shell, line, trouble::nothing_listed); })
+            : indented(help.lines, "");
+    ignore_result(pager_show(*s_shell, text)); // it has told itself
     return CC_REDISPLAY;
 }
 
@@ -94,13 +86,26 @@ unsigned char complete(EditLine *editor, int /*key*/) {
     return CC_REDISPLAY;
 }
 
-unsigned char drop_line(EditLine *editor, int /*key*/) {
-    std::fputs("^C\n", stdout);
-    std::fflush(stdout);
+void erase_line(EditLine *editor) {
     const LineInfo *const line = el_line(editor);
     el_cursor(editor, static_cast<int>(line->lastchar - line->cursor));
     el_deletestr(editor, static_cast<int>(line->lastchar - line->buffer));
+}
+
+unsigned char drop_line(EditLine *editor, int /*key*/) {
+    std::fputs("^C\n", stdout);
+    std::fflush(stdout);
+    erase_line(editor);
     return CC_REDISPLAY;
+}
+
+unsigned char leave_configuration(EditLine *editor, int /*key*/) {
+    if (s_shell->session.mode_id == k_mode_exec) {
+        return CC_ERROR;
+    }
+    erase_line(editor);
+    el_push(editor, "end\n");
+    return CC_REFRESH;
 }
 
 void set_up(EditLine *editor, History *history) {
@@ -114,12 +119,14 @@ void set_up(EditLine *editor, History *history) {
     el_set(editor, EL_ADDFN, "list-help", "List what can be typed", list_help);
     el_set(editor, EL_ADDFN, "complete", "Complete the word", complete);
     el_set(editor, EL_ADDFN, "drop-line", "Drop the line", drop_line);
+    el_set(editor, EL_ADDFN, "leave-configuration", "Leave the configuration", leave_configuration);
     el_set(editor, EL_BIND, "?", "list-help", nullptr);
     el_set(editor, EL_BIND, "\t", "complete", nullptr);
     // The editor's own commands are none of the switch's, and a wrong one ends the program.
     el_set(editor, EL_BIND, "\\ex", "ed-unassigned", nullptr);
-    el_set(editor, EL_SETTY, "-d", "-isig", nullptr); // so that Ctrl-C is a key
+    el_set(editor, EL_SETTY, "-d", "-isig", nullptr); // so that Ctrl-C and Ctrl-Z are keys
     el_set(editor, EL_BIND, "^C", "drop-line", nullptr);
+    el_set(editor, EL_BIND, "^Z", "leave-configuration", nullptr);
 }
 
 void remember(History *history, const char *line) {
@@ -127,22 +134,35 @@ void remember(History *history, const char *line) {
     ::history(history, &event, H_ENTER, line);
 }
 
+/// The next command line; nothing when the user leaves.
+std::optional<std::string> edit_line(EditLine *editor, History *history) {
+    s_prompt = shell_prompt(*s_shell);
+    el_resize(editor); // the terminal's size may have changed while the last line ran
+    int length = 0;
+    const char *const typed = el_gets(editor, &length);
+    if (typed == nullptr || length <= 0) {
+        std::fputs("\n", stdout); // Ctrl-D
+        return std::nullopt;
+    }
+    std::string line(typed, static_cast<size_t>(length));
+    line.erase(line.find_last_not_of("\r\n") + 1);
+    if (line.find_first_not_of(" \t") != std::string::npos) {
+        remember(history, line.c_str());
+    }
+    return line;
+}
+
 line_result run_lines(EditLine *editor, History *history) {
     for (;;) {
-        s_prompt = shell_prompt(*s_shell);
-        el_resize(editor); // the terminal's size may have changed while the last line ran
-        int length = 0;
-        const char *const typed = el_gets(editor, &length);
-        if (typed == nullptr || length <= 0) {
-            std::fputs("\n", stdout); // Ctrl-D
+        const bool asking = shell_is_asking(*s_shell);
+        const std::optional<std::string> line = asking ? shell_ask(s_shell) : edit_line(editor, history);
+        if (!line && asking) {
+            continue; // with a command
+        }
+        if (!line) {
             return line_result::done;
         }
-        std::string line(typed, static_cast<size_t>(length));
-        line.erase(line.find_last_not_of("\r\n") + 1);
-        if (line.find_first_not_of(" \t") != std::string::npos) {
-            remember(history, line.c_str());
-        }
-        const line_result result = shell_run(s_shell, line);
+        const line_result result = shell_run(s_shell, *line);
         std::fflush(stdout);
         if (result == line_result::ended || result == line_result::no_server) {
             return result;
@@ -154,6 +174,8 @@ line_result run_lines(EditLine *editor, History *history) {
 
 line_result editor_run(shell *sh) {
     s_shell = sh;
+    const terminal_guard guard(
+        terminal_keys::waiting); // between the lines: the editor begins with what it finds
     EditLine *const editor = el_init("zopsh", stdin, stdout, stderr);
     History *const history = history_init();
     if (editor == nullptr || history == nullptr) {

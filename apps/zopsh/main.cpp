@@ -1,15 +1,14 @@
-#include "apps/common/standard_streams.h"
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/transport.h"
+#include "lib/base/standard_streams.h"
+#include "lib/cmds/cmds_modes.h"
 
-#include <cerrno>
 #include <charconv>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <getopt.h>
-#include <iostream>
 #include <unistd.h>
 
 // The shell's client: lines of a person at a terminal, of a script or of the command line go to the server,
@@ -18,22 +17,25 @@
 namespace {
 
 constexpr int k_status_failed = 1;
-constexpr int k_status_no_server = 2;
+constexpr int k_status_not_begun = 2; // wrong options, or no server
 
 constexpr const char *k_usage =
-    "usage: zopsh [-c LINE]... [--no-pager] [--timeout SECONDS]\n"
+    "usage: zopsh [-c LINE]... [--config] [--no-pager] [--timeout SECONDS]\n"
     "Opens the switch's command shell. Without -c, lines come from standard input.\n"
     "\n"
     "  -c LINE             runs the line, and the next one; nothing is read then\n"
+    "  --config            begins in the configuration\n"
     "  --no-pager          shows all output at once, as where it goes to a file\n"
     "  --timeout SECONDS   how long an answer is waited for, 1 to 3600; 30 otherwise\n"
     "  --help              shows this text\n"
     "\n"
-    "At a terminal: ? lists what can be typed, TAB completes, Ctrl-C drops the line, Ctrl-D leaves.\n"
-    "Exit status: 0 all lines done, 1 a line failed, 2 no server.\n";
+    "At a terminal: ? lists what can be typed, TAB completes, Ctrl-C drops the line, Ctrl-Z leaves the\n"
+    "configuration, Ctrl-D the shell.\n"
+    "Exit status: 0 all lines done, 1 a line failed, 2 not begun: wrong options, or no server.\n";
 
 struct options {
     std::vector<std::string> lines;
+    int32_t mode_id = k_mode_exec;
     bool pager = true;
     int timeout_seconds = 30;
 };
@@ -51,7 +53,8 @@ bool parse_timeout(const char *text, int *seconds) {
 
 /// Returns -1 to go on, otherwise the status to leave with.
 int parse(int argc, char **argv, options *wanted) {
-    constexpr option k_options[] = {{"no-pager", no_argument, nullptr, 'p'},
+    constexpr option k_options[] = {{"config", no_argument, nullptr, 'g'},
+                                    {"no-pager", no_argument, nullptr, 'p'},
                                     {"timeout", required_argument, nullptr, 't'},
                                     {"help", no_argument, nullptr, 'h'},
                                     {nullptr, 0, nullptr, 0}};
@@ -60,73 +63,45 @@ int parse(int argc, char **argv, options *wanted) {
         case 'c':
             wanted->lines.emplace_back(optarg);
             break;
+        case 'g':
+            wanted->mode_id = k_cli_mode_config;
+            break;
         case 'p':
             wanted->pager = false;
             break;
         case 't':
             if (!parse_timeout(optarg, &wanted->timeout_seconds)) {
-                return usage(stderr, k_status_failed);
+                return usage(stderr, k_status_not_begun);
             }
             break;
         case 'h':
             return usage(stdout, 0);
         default:
-            return usage(stderr, k_status_failed);
+            return usage(stderr, k_status_not_begun);
         }
     }
-    return optind < argc ? usage(stderr, k_status_failed) : -1;
+    return optind < argc ? usage(stderr, k_status_not_begun) : -1;
 }
 
-/// The status that lines of a script come to: a failed one counts, and the others are run all the same.
-int status_after(line_result result, int status) {
-    if (result == line_result::no_server) {
-        return k_status_no_server;
-    }
-    return result == line_result::failed ? k_status_failed : status;
-}
-
-bool goes_on(line_result result) { return result != line_result::no_server && result != line_result::ended; }
-
-int run_given(shell *sh, const std::vector<std::string> &lines) {
-    int status = 0;
-    for (const std::string &line : lines) {
-        const line_result result = shell_run(sh, line);
-        status = status_after(result, status);
-        if (!goes_on(result)) {
-            break;
-        }
-    }
-    return status;
-}
-
-int run_input(shell *sh) {
-    int status = 0;
-    std::string line;
-    while (std::getline(std::cin, line)) {
-        const line_result result = shell_run(sh, line);
-        status = status_after(result, status);
-        if (!goes_on(result)) {
-            return status;
-        }
-    }
-    if (std::ferror(stdin) != 0) {
-        std::fprintf(stderr, "zopsh: standard input: %s\n", std::strerror(errno));
-        return k_status_failed;
-    }
-    return status;
+/// Whether somebody types the lines, one after what became of the other. A script is given up as a whole.
+bool is_for_person(const options &wanted) {
+    return wanted.lines.empty() && ::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1;
 }
 
 int run(shell *sh, const options &wanted) {
-    if (shell_register(sh) != line_result::done) {
-        return k_status_no_server;
+    if (shell_register(sh, wanted.mode_id) != line_result::done) {
+        return k_status_not_begun;
     }
+    bool done = false;
     if (!wanted.lines.empty()) {
-        return run_given(sh, wanted.lines);
+        done = script_run(sh, wanted.lines);
+    } else if (is_for_person(wanted)) {
+        const line_result result = editor_run(sh);
+        done = result == line_result::done || result == line_result::ended;
+    } else {
+        done = script_run_input(sh);
     }
-    if (::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1) {
-        return status_after(editor_run(sh), 0);
-    }
-    return run_input(sh);
+    return done ? 0 : k_status_failed;
 }
 
 } // namespace
@@ -137,13 +112,13 @@ int main(int argc, char **argv) {
     options wanted;
     const int early = parse(argc, argv, &wanted);
     if (early >= 0) {
-        return early;
+        return end_output("zopsh", early, k_status_failed);
     }
     const bool terminal = ::isatty(STDOUT_FILENO) == 1;
-    shell sh = {{}, wanted.pager && terminal && ::isatty(STDIN_FILENO) == 1, terminal};
-    if (!transport_open(wanted.timeout_seconds)) {
+    shell sh = {{}, wanted.pager && terminal && ::isatty(STDIN_FILENO) == 1, terminal, {}};
+    if (!transport_open(wanted.timeout_seconds, is_for_person(wanted))) {
         transport_close();
-        return k_status_failed;
+        return k_status_not_begun;
     }
     const int status = end_output("zopsh", run(&sh, wanted), k_status_failed);
     transport_close();

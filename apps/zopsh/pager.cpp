@@ -1,8 +1,8 @@
 #include "apps/zopsh/shell.h"
 
+#include "lib/base/io.h"
 #include "lib/cli/buffer.h"
-#include "lib/cli/screen_length.h"
-#include "lib/ipc/ipc_io.h"
+#include "lib/cmds/cmds_session.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -37,12 +37,13 @@ struct screen {
 };
 
 /// Of the terminal, and not higher than the set length.
-screen screen_size() {
+screen screen_size(const cli_session &session) {
+    const int32_t length = cmds_screen_length(session);
     winsize size{};
     if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
-        return {80, screen_length()};
+        return {80, length};
     }
-    return {size.ws_col, std::min<int32_t>(size.ws_row, screen_length())};
+    return {size.ws_col, std::min<int32_t>(size.ws_row, length)};
 }
 
 /// One key, without waiting for the end of a line and without an echo; 'q' when there is none to be had.
@@ -67,11 +68,11 @@ char read_key() {
 constexpr char k_ctrl_c = 3;
 
 /// Returns false when a screen cannot be written.
-bool show_by_screens(buffer *b) {
+bool show_by_screens(buffer *b, const cli_session &session) {
     bool erase = false;
     bool one_line = false;
     while (b->head != nullptr) {
-        const screen size = screen_size();
+        const screen size = screen_size(session);
         // A line of text and one for the prompt.
         const int32_t height = one_line ? 2 : size.height;
         const int32_t result = buffer_flush_window(b, STDOUT_FILENO, size.width, height, erase, false);
@@ -102,7 +103,7 @@ bool pager_show(const shell &sh, const std::string &text) {
     const std::string shown = sh.for_people ? for_terminal(text) : text;
     const std::unique_ptr<buffer, free_buffer> queue(sh.pager ? buffer_new(0) : nullptr);
     const bool by_screens = queue != nullptr && buffer_put(queue.get(), shown.data(), shown.size()) == 0;
-    const bool written = by_screens ? show_by_screens(queue.get())
+    const bool written = by_screens ? show_by_screens(queue.get(), sh.session)
                                     : write_full(STDOUT_FILENO, shown.data(), shown.size()) ==
                                           static_cast<ssize_t>(shown.size());
     if (!written) {

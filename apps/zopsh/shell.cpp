@@ -1,6 +1,8 @@
 #include "apps/zopsh/shell.h"
 
+#include "apps/zopsh/line.h"
 #include "apps/zopsh/transport.h"
+#include "lib/cli/cli_error.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cmds/cmds_modes.h"
 
@@ -17,10 +19,21 @@ constexpr int32_t k_completions = 0;
 constexpr int32_t k_status_session_ended = 0x1012e;
 
 line_result complain(answer what) {
-    std::fprintf(stderr, "zopsh: %s\n", transport_words(what));
-    const bool gone = what == answer::no_server || what == answer::forbidden || what == answer::ended ||
-                      what == answer::no_reply || what == answer::full;
-    return gone ? line_result::no_server : line_result::failed;
+    switch (what) {
+    case answer::no_reply:
+        std::fputs("zopsh: no answer in time; the command may still be at work, and what it prints is lost\n",
+                   stderr);
+        return line_result::no_answer;
+    case answer::no_server:
+    case answer::forbidden:
+    case answer::foreign:
+    case answer::ended:
+        std::fprintf(stderr, "zopsh: %s\n", transport_words(what));
+        return line_result::no_server;
+    default: // busy; or Ctrl-C, which the terminal has shown on the line of the cursor
+        std::fprintf(stderr, "%szopsh: %s\n", what == answer::interrupted ? "\n" : "", transport_words(what));
+        return line_result::failed;
+    }
 }
 
 shell_answer query(const shell &sh, int32_t form, const std::string &line) {
@@ -39,53 +52,109 @@ shell_answer query(const shell &sh, int32_t form, const std::string &line) {
     return answered;
 }
 
-} // namespace
-
-line_result shell_register(shell *sh) {
-    csh_message message{};
-    cmds_enter_mode(&sh->session, k_mode_exec);
-    const answer what = transport_exchange(k_csh_register, "", &message);
-    if (what != answer::done) {
-        complain(what);
-        return line_result::no_server;
-    }
-    return line_result::done;
-}
-
-line_result shell_run(shell *sh, const std::string &line) {
-    const size_t begin = line.find_first_not_of(" \t\r\n\v\f");
-    const bool is_command_line = sh->session.node_kind == 0; // and no answer to a prompt
-    if (is_command_line && (begin == std::string::npos || line[begin] == ';')) {
-        return line_result::done; // nothing, or a comment
-    }
+bool can_be_sent(const std::string &line) {
     if (line.find('\0') != std::string::npos) {
         std::fputs("zopsh: a line cannot hold a NUL\n", stderr);
-        return line_result::failed;
+        return false;
     }
     if (line.size() >= k_csh_text_size) {
         std::fprintf(stderr, "zopsh: a line has at most %zu characters\n", k_csh_text_size - 1);
+        return false;
+    }
+    return true;
+}
+
+line_result list_help(const shell &sh, const std::string &line) {
+    const shell_answer help = shell_help(sh, line);
+    if (help.failure != nullptr) {
+        std::fprintf(stderr, "zopsh: %s\n", help.failure);
         return line_result::failed;
     }
+    if (help.lines.empty()) {
+        std::fputs(shell_explain(sh, line, trouble::nothing_listed).c_str(), stderr);
+        return line_result::failed;
+    }
+    std::string text;
+    for (const std::string &listed : help.lines) {
+        text += listed + "\n";
+    }
+    return pager_show(sh, text) ? line_result::done : line_result::failed;
+}
+
+/// Shows what a line printed, but for the question that the next one answers.
+bool show_output(shell *sh) {
+    std::string output = transport_output();
+    sh->question.clear();
+    if (shell_is_asking(*sh)) {
+        const size_t begin = output.rfind('\n') + 1; // npos + 1 is 0
+        sh->question = output.substr(begin);
+        output.erase(begin);
+    }
+    return pager_show(*sh, output);
+}
+
+/// Says what was wrong with a command line, in the session that it was run in.
+void explain(const shell &sh, const std::string &line, const csh_message &reply) {
+    if (reply.result1 == k_cli_status_no_match && reply.result2 == -1) {
+        std::fputs(shell_explain(sh, line, trouble::no_match).c_str(), stderr);
+    } else if (reply.result1 == k_cli_status_done &&
+               (reply.result2 == -1 || reply.result2 == k_cli_invalid_value)) {
+        std::fputs(shell_explain(sh, line, trouble::wrong_argument).c_str(), stderr);
+    }
+}
+
+line_result execute(shell *sh, const std::string &line) {
     csh_message message{};
     message.session = sh->session;
     const answer what = transport_exchange(k_csh_execute, line.c_str(), &message);
     if (what != answer::done) {
         return complain(what);
     }
-    const bool shown = pager_show(*sh, transport_output());
-    const std::string text(message.text, ::strnlen(message.text, k_csh_text_size));
-    const bool told = !text.empty() && text != line; // the server has something to say in place of the line;
+    const shell before = *sh;
     sh->session = message.session;
+    const bool shown = show_output(sh);
     if (message.result1 == k_status_session_ended) {
         return line_result::ended;
     }
-    if (told) {
+    const std::string text(message.text, ::strnlen(message.text, k_csh_text_size));
+    if (!text.empty() && text != line) { // the server has something to say in its place
         std::printf("%s\n", text.c_str());
+        std::fflush(stdout);
     }
-    if (message.result1 == k_cli_status_no_match && message.result2 == -1) {
-        std::fputs(shell_explain(*sh, line).c_str(), stderr);
+    const bool is_command = !shell_is_asking(before);
+    if (is_command && message.result1 == k_cli_status_no_match && line_is_separator(line)) {
+        return line_result::done; // where it leads nowhere
+    }
+    if (is_command) {
+        explain(before, line, message);
     }
     return message.result2 == 0 && shown ? line_result::done : line_result::failed;
+}
+
+} // namespace
+
+line_result shell_register(shell *sh, int32_t mode_id) {
+    csh_message message{};
+    sh->session = cmds_session_in(mode_id);
+    const answer what = transport_exchange(k_csh_register, "", &message);
+    if (what != answer::done) {
+        std::fprintf(stderr, "zopsh: %s\n", transport_words(what));
+        return line_result::no_server;
+    }
+    return line_result::done;
+}
+
+bool shell_is_asking(const shell &sh) { return sh.session.node_kind != k_cli_node_command; }
+
+line_result shell_run(shell *sh, const std::string &line) {
+    if (!shell_is_asking(*sh) && line_is_empty(line)) {
+        return line_result::done;
+    }
+    if (!can_be_sent(line)) {
+        return line_result::failed;
+    }
+    const std::optional<std::string> question = line_question(line);
+    return !shell_is_asking(*sh) && question ? list_help(*sh, *question) : execute(sh, line);
 }
 
 shell_answer shell_help(const shell &sh, const std::string &line) { return query(sh, k_help, line); }

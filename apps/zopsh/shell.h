@@ -2,30 +2,44 @@
 
 #include "lib/cli/cli_session.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
 // What the shell's client does with lines, wherever they come from.
 
+/// What became of a line.
 enum class line_result {
     done,
     failed,
-    no_server, // or none that answers
-    ended,     // the session is over
+    no_answer, // the command may still be at work; the session is as it was
+    no_server,
+    ended, // the session is over
 };
 
 /// The session, and how output is shown.
 struct shell {
-    cli_session session; // as the server left it after the last line
-    bool pager;          // a screen at a time
-    bool for_people;     // standard output is a terminal: control characters are not passed on
+    cli_session session;  // as the server left it after the last line
+    bool pager;           // a screen at a time
+    bool for_people;      // standard output is a terminal: control characters are not passed on
+    std::string question; // what the next line is the answer to, when it is one
 };
 
-/// Registers with the server. Returns done, or no_server after saying why.
-[[nodiscard]] line_result shell_register(shell *sh);
+/// Registers with the server, for a session that begins in a mode. Returns done, or no_server after saying
+/// why.
+[[nodiscard]] line_result shell_register(shell *sh, int32_t mode_id);
 
-/// Runs a line, shows its output, and says what is wrong with it when nothing fits.
+/// Runs a line, shows its output, and says what is wrong with it when nothing fits, or an argument does not.
+/// A line that ends in '?' is a question: what can stand there is listed.
 line_result shell_run(shell *sh, const std::string &line);
+
+/// Whether the next line is the answer to a question.
+bool shell_is_asking(const shell &sh);
+
+/// Asks the user at the terminal the question of the last command, without showing what is typed when that is
+/// to be secret. Returns the answer; nothing when the user gives up (Ctrl-C, Ctrl-D): then the next line is a
+/// command.
+std::optional<std::string> shell_ask(shell *sh);
 
 /// What the server answers to a question about a line; `failure` says in words why it could not be asked, and
 /// is null otherwise.
@@ -43,9 +57,17 @@ shell_answer shell_completions(const shell &sh, const std::string &line);
 /// The prompt: host name and mode.
 std::string shell_prompt(const shell &sh);
 
-/// Why no command fits a line, with a marker under the word; several lines of text. When the server
-/// cannot be asked, the reason for that.
-std::string shell_explain(const shell &sh, const std::string &line);
+/// Why a line is to be explained.
+enum class trouble {
+    no_match,       // no command fits the line
+    wrong_argument, // one did, and refused it
+    nothing_listed, // there is no help for it
+};
+
+/// What is wrong with a line in the session it was run in, with a marker under the word and what was expected
+/// there; several lines of text, none when nothing is known of it. When the server cannot be
+/// asked, the reason for that.
+std::string shell_explain(const shell &sh, const std::string &line, trouble what);
 
 /// Writes text to standard output, a screen at a time where that is wanted. Returns false, after saying why,
 /// when it cannot be written.
@@ -54,3 +76,10 @@ bool pager_show(const shell &sh, const std::string &text);
 /// Reads lines from the terminal, with editing, history, help and completion, and runs them until the user
 /// leaves or the server is gone.
 line_result editor_run(shell *sh);
+
+/// Runs lines one after the other, up to one that ends the session or is not answered, and says the numbers
+/// of those that failed. Returns whether all were done.
+[[nodiscard]] bool script_run(shell *sh, const std::vector<std::string> &lines);
+
+/// The same with the lines of standard input, numbered as an editor does.
+[[nodiscard]] bool script_run_input(shell *sh);

@@ -1,8 +1,9 @@
 #include "apps/zopsh/transport.h"
 
+#include "lib/base/io.h"
+#include "lib/base/local_socket.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
-#include "lib/ipc/ipc_io.h"
 
 #include <algorithm>
 #include <array>
@@ -16,7 +17,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <sys/un.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -29,13 +29,6 @@ bool s_has_terminal = false;
 int s_socket = -1;
 int s_timeout_seconds = 0;
 int32_t s_serial = 0; // of the last request that carried one
-
-sockaddr_un address_of(const char *path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
-    return address;
-}
 
 /// By calls that are safe in a signal handler, like the others here.
 void remove_files() {
@@ -55,36 +48,30 @@ void end_by_signal(int number) {
     ::_exit(128 + number);
 }
 
-/// Ctrl-C is not among them where a person types: there it ends the wait for an answer.
-void catch_signals() {
+void catch_signals(bool interruptible) {
     s_has_terminal = ::tcgetattr(STDIN_FILENO, &s_terminal) == 0;
     struct sigaction action {};
     action.sa_handler = end_by_signal;
-    for (const int number : {SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
         struct sigaction before {};
         if (::sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) { // by nohup, say
             ::sigaction(number, &action, nullptr);
         }
     }
-    if (s_has_terminal) {
+    if (interruptible) {
         action.sa_handler = [](int) {};
+        ::sigaction(SIGINT, &action, nullptr);
     }
-    ::sigaction(SIGINT, &action, nullptr);
 }
 
 bool bind_own_socket() {
     char path[sizeof s_socket_path];
     std::snprintf(path, sizeof path, k_csh_client_format, ::getpid());
-    struct stat status {};
-    if (::lstat(path, &status) == 0 && S_ISSOCK(status.st_mode)) {
-        ignore_result(::unlink(path)); // of a process that had this id before
-    }
     s_socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     timeval limit{};
     limit.tv_sec = s_timeout_seconds; // a server that takes nothing does not hold the user up either
-    const sockaddr_un address = address_of(path);
     if (s_socket < 0 || ::setsockopt(s_socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0 ||
-        ::bind(s_socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        local_bind(s_socket, path, k_no_group) != 0) {
         std::fprintf(stderr, "zopsh: cannot make %s: %s\n", path, std::strerror(errno));
         return false;
     }
@@ -96,8 +83,11 @@ bool bind_own_socket() {
 bool make_output_file() {
     char path[sizeof s_output_path];
     std::snprintf(path, sizeof path, k_csh_output_format, ::getpid());
-    ignore_result(
-        ::unlink(path)); // of a process that had this id before; what stays makes the next call fail
+    // Of a process that had this id before; or a directory, by which somebody would keep this user out. What
+    // stays makes the next call fail.
+    if (::unlink(path) != 0 && errno != ENOENT) {
+        ignore_result(local_move_aside(path));
+    }
     const unique_fd file(
         ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file.valid()) {
@@ -124,14 +114,11 @@ server_id find_server() {
 }
 
 /// Connected, the socket takes datagrams of the server only. Done before each request: the server may be
-/// another one by now.
-bool connect_to_server() {
-    const sockaddr_un address = address_of(k_csh_server_path);
-    return ::connect(s_socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-}
+/// another one by now. Results of local_connect.
+int connect_to_server() { return local_connect(s_socket, k_csh_server_path); }
 
 /// A connection to another server would lose what the one before has sent.
-bool server_has_ended() { return !(find_server() == s_server) || !connect_to_server(); }
+bool server_has_ended() { return !(find_server() == s_server) || connect_to_server() != 0; }
 
 int64_t monotonic_ms() {
     timespec now{};
@@ -190,9 +177,9 @@ answer receive(csh_message *message) {
 
 } // namespace
 
-bool transport_open(int timeout_seconds) {
+bool transport_open(int timeout_seconds, bool interruptible) {
     s_timeout_seconds = timeout_seconds;
-    catch_signals();
+    catch_signals(interruptible);
     return bind_own_socket() && make_output_file();
 }
 
@@ -214,7 +201,11 @@ answer transport_exchange(int32_t type, const char *text, csh_message *message) 
         message->auxiliary = s_serial;
     }
     s_server = find_server();
-    if (!connect_to_server() || ::send(s_socket, message, sizeof *message, 0) != sizeof *message) {
+    const int connected = connect_to_server();
+    if (connected == -2) {
+        return answer::foreign;
+    }
+    if (connected != 0 || ::send(s_socket, message, sizeof *message, 0) != sizeof *message) {
         return not_sent();
     }
     const answer received = receive(message);
@@ -248,7 +239,9 @@ const char *transport_words(answer what) {
     case answer::no_server:
         return "the shell's server does not run";
     case answer::forbidden:
-        return "the shell's server belongs to another user and lets only that one in";
+        return "the shell's server belongs to another user and does not let this one in";
+    case answer::foreign:
+        return "the shell's server belongs to neither root nor this user; nothing is sent to it";
     case answer::ended:
         return "the shell's server has ended over the request";
     case answer::no_reply:

@@ -9,7 +9,8 @@
 enum class answer {
     done,
     no_server,   // nobody listens at the server's socket
-    forbidden,   // its owner lets nobody else in
+    forbidden,   // its owner does not let this user in
+    foreign,     // it is neither root's nor this user's
     ended,       // the server took the request and ended
     no_reply,    // the server took the request and did not answer in time
     interrupted, // Ctrl-C while waiting
@@ -18,8 +19,9 @@ enum class answer {
 };
 
 /// Makes this client's socket and output file, and sees to it that both go when the process ends, by a signal
-/// too. Returns false after printing what failed.
-[[nodiscard]] bool transport_open(int timeout_seconds);
+/// too. Ctrl-C ends it like the others; where `interruptible`, it ends the wait for an answer instead.
+/// Returns false after printing what failed.
+[[nodiscard]] bool transport_open(int timeout_seconds, bool interruptible);
 
 /// Removes the socket and the output file.
 void transport_close();

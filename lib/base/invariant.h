@@ -6,15 +6,17 @@
 /// source and line can be the printed ones rather than those of the file at hand.
 struct invariant_site {
     const char *expression;
-    const char *source;
+    const char *source; // a path; its folders and its extension are not shown
     int32_t line;
     const char *function;
 };
 
-/// Prints "SOURCE:LINE: FUNCTION: Assertion `EXPRESSION' failed." to standard error and aborts the process.
+/// Says "SOURCE:LINE: FUNCTION: Assertion `EXPRESSION' failed." on standard error and in the system log
+/// (critical, by the program's name) and aborts the process, within a second even if nobody takes what is
+/// said there.
 [[noreturn]] void invariant_failed(const invariant_site &site);
 
-/// Checked in every build type: prints where and what, then aborts.
+/// Checked in every build type: says where and what, then aborts.
 #define INVARIANT(condition)                                                                                 \
     ((condition) ? static_cast<void>(0)                                                                      \
                  : invariant_failed({#condition, __FILE__, __LINE__, static_cast<const char *>(__func__)}))

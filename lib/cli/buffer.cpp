@@ -1,6 +1,6 @@
 #include "lib/cli/buffer.h"
 
-#include "lib/ipc/ipc_log.h"
+#include "lib/base/log.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -29,6 +29,7 @@ buffer_chunk *add_chunk(buffer *b) {
     *chunk = {nullptr, 0, 0};
     (b->tail != nullptr ? b->tail->next : b->head) = chunk;
     b->tail = chunk;
+    b->chunks++;
     return chunk;
 }
 
@@ -38,6 +39,7 @@ void drop_head(buffer *b) {
     if (b->head == nullptr) {
         b->tail = nullptr;
     }
+    b->chunks--;
     std::free(chunk);
 }
 
@@ -61,9 +63,12 @@ void consume(buffer *b, size_t written) {
 } // namespace
 
 buffer *buffer_new(size_t chunk_size) {
+    if (chunk_size > SIZE_MAX - sizeof(buffer_chunk)) {
+        return nullptr;
+    }
     auto *b = static_cast<buffer *>(std::malloc(sizeof(buffer)));
     if (b != nullptr) {
-        *b = {nullptr, nullptr, chunk_size != 0 ? chunk_size : default_chunk_size()};
+        *b = {nullptr, nullptr, chunk_size != 0 ? chunk_size : default_chunk_size(), 0};
     }
     return b;
 }
@@ -104,12 +109,14 @@ int32_t buffer_put_char(buffer *b, uint8_t byte) { return buffer_put(b, &byte, 1
 
 int32_t buffer_put_string(buffer *b, const char *text) { return buffer_put(b, text, std::strlen(text)); }
 
+size_t buffer_queued(const buffer *b) {
+    // Only the first chunk is partly written, and only the last one partly filled.
+    return b->head == nullptr ? 0
+                              : b->chunks * b->chunk_size - b->head->start - (b->chunk_size - b->tail->end);
+}
+
 char *buffer_get_string(const buffer *b) {
-    size_t length = 0;
-    for (const buffer_chunk *chunk = b->head; chunk != nullptr; chunk = chunk->next) {
-        length += chunk->end - chunk->start;
-    }
-    auto *text = static_cast<char *>(std::malloc(length + 1));
+    auto *text = static_cast<char *>(std::malloc(buffer_queued(b) + 1));
     if (text == nullptr) {
         return nullptr;
     }

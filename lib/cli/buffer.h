@@ -22,6 +22,7 @@ struct buffer {
     buffer_chunk *head; // both null when empty
     buffer_chunk *tail;
     size_t chunk_size;
+    size_t chunks; // in the chain
 };
 
 // Results of writing and flushing.
@@ -30,7 +31,8 @@ constexpr int32_t k_buffer_pending = 1; // bytes remain for the next flush
 constexpr int32_t k_buffer_error = -1;
 
 /// Allocates an empty buffer whose chunks hold `chunk_size` bytes each; 0 is 2048 rounded up to whole pages.
-/// Null when memory is out. Freed by buffer_free.
+/// Null when memory is out, or when a chunk of that size and its head are more than a size_t counts. Freed by
+/// buffer_free.
 [[nodiscard]] buffer *buffer_new(size_t chunk_size);
 
 /// Frees the buffer with all that is queued; null is ignored.
@@ -47,6 +49,9 @@ int32_t buffer_put_char(buffer *b, uint8_t byte);
 
 /// Appends a text without its NUL; results of buffer_put.
 int32_t buffer_put_string(buffer *b, const char *text);
+
+/// How many bytes are not yet written.
+[[nodiscard]] size_t buffer_queued(const buffer *b);
 
 /// All bytes not yet written, with a NUL behind them, in a new allocation that the caller frees with free().
 /// Null when memory is out.

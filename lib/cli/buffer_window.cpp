@@ -1,5 +1,5 @@
+#include "lib/base/log.h"
 #include "lib/cli/buffer.h"
-#include "lib/ipc/ipc_log.h"
 
 #include <algorithm>
 #include <cerrno>

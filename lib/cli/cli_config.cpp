@@ -1,6 +1,6 @@
+#include "lib/base/log.h"
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_parser.h"
-#include "lib/ipc/ipc_log.h"
 
 #include <cstdio>
 #include <cstring>

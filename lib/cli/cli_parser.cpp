@@ -1,10 +1,12 @@
 #include "lib/cli/cli_parser.h"
 
+#include "lib/base/invariant.h"
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_tree.h"
 
 #include <cstring>
+#include <iterator>
 
 namespace {
 
@@ -13,7 +15,7 @@ constexpr int32_t k_wrong_argument = -1;
 constexpr int32_t k_first_submode = 2; // modes that "!" goes back to the configuration from
 constexpr int32_t k_last_submode = 28;
 
-constexpr int32_t k_prompt_kinds = 2;
+constexpr int32_t k_prompt_kinds = k_cli_node_secret;
 
 cli_session s_session = {};                       // of the line that is being run
 int32_t s_last_status = k_cli_status_done;        // of the last line
@@ -158,15 +160,16 @@ int32_t execute(const cli_words &line) {
 
 int32_t answer_prompt(const char *line) {
     const int32_t kind = s_session.node_kind;
-    if (kind < 1 || kind > k_prompt_kinds || s_prompts[kind] == nullptr) {
+    if (kind < k_cli_node_answer || kind > k_prompt_kinds || s_prompts[kind] == nullptr) {
         s_last_status = k_cli_status_no_match;
         return -1;
     }
+    s_last_status = k_cli_status_done;
     return s_prompts[kind](line);
 }
 
 int32_t dispatch(const char *line) {
-    if (s_session.node_kind != 0) {
+    if (s_session.node_kind != k_cli_node_command) {
         return answer_prompt(line);
     }
     cli_words words;
@@ -191,14 +194,38 @@ int32_t cli_session_execute(cli_session *session, const char *line) {
     return result;
 }
 
-cli_session &cli_current_session() { return s_session; }
+int32_t cli_session_mode() { return s_session.mode_id; }
+
+void cli_session_enter(int32_t mode_id, uint32_t mode_mask) {
+    s_session.mode_id = mode_id;
+    s_session.mode_mask = mode_mask;
+}
+
+std::optional<int32_t> cli_session_number(size_t place, int32_t low, int32_t high) {
+    INVARIANT(place < std::size(s_session.values));
+    const int32_t value = s_session.values[place];
+    return value >= low && value <= high ? std::optional(value) : std::nullopt;
+}
+
+std::optional<uint32_t> cli_session_bits(size_t place, uint32_t allowed) {
+    INVARIANT(place < std::size(s_session.values));
+    const auto bits = static_cast<uint32_t>(s_session.values[place]);
+    return bits != 0 && (bits & ~allowed) == 0 ? std::optional(bits) : std::nullopt;
+}
+
+void cli_session_set(size_t place, int32_t value) {
+    INVARIANT(place < std::size(s_session.values));
+    s_session.values[place] = value;
+}
+
+void cli_session_expect(int32_t node_kind) { s_session.node_kind = node_kind; }
 
 int32_t cli_last_status() { return s_last_status; }
 
 void cli_set_last_status(int32_t status) { s_last_status = status; }
 
 void cli_set_prompt_handler(int32_t node_kind, cli_prompt_fn handler) {
-    if (node_kind >= 1 && node_kind <= k_prompt_kinds) {
+    if (node_kind >= k_cli_node_answer && node_kind <= k_prompt_kinds) {
         s_prompts[node_kind] = handler;
     }
 }

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 // The shell's commands, declared once at start-up by the command modules, and the way of a typed line through
 // them. All of it runs on the thread of the shell server.
@@ -24,15 +25,35 @@ constexpr int32_t k_cli_status_no_match = 0x10001; // no command, or more than o
 /// user is told. A handler may run further lines.
 int32_t cli_session_execute(cli_session *session, const char *line);
 
-/// The session of the line that is being run, for handlers to look at and to change.
-cli_session &cli_current_session();
+// The session of the line that is being run, for handlers. A client sends whatever words it likes as its
+// session, so that handlers see none of them but through these.
+
+/// The mode the session is in; any number.
+int32_t cli_session_mode();
+
+/// Moves the session to a mode, with the commands of a mask.
+void cli_session_enter(int32_t mode_id, uint32_t mode_mask);
+
+/// The value at `place`, 0 to 2, when it is within `low` to `high`; nothing otherwise.
+std::optional<int32_t> cli_session_number(size_t place, int32_t low, int32_t high);
+
+/// The value at `place`, 0 to 2, as a set of bits, when there is at least one and none that is not in
+/// `allowed`; nothing otherwise.
+std::optional<uint32_t> cli_session_bits(size_t place, uint32_t allowed);
+
+/// Sets the value at `place`, 0 to 2.
+void cli_session_set(size_t place, int32_t value);
+
+/// Makes the next line of the session one of `node_kind`, and so each one until this is called again. The
+/// handler prints the question without a line feed behind it.
+void cli_session_expect(int32_t node_kind);
 
 /// Status of the last line that was run. A handler that leaves more to say sets it itself.
 int32_t cli_last_status();
 void cli_set_last_status(int32_t status);
 
-/// Takes the lines of one kind of prompt, 1 or 2, instead of the command tree; results as a handler's. Null
-/// takes them away again, and such a line fails.
+/// Takes the answers of one kind, k_cli_node_answer or k_cli_node_secret, instead of the command tree;
+/// results as a handler's. Null takes them away again, and such a line fails.
 using cli_prompt_fn = int32_t (*)(const char *line);
 void cli_set_prompt_handler(int32_t node_kind, cli_prompt_fn handler);
 

@@ -6,10 +6,16 @@
 struct cli_session {
     uint32_t mode_mask; // bit set: commands of that mode may be typed
     int32_t mode_id;    // the command mode; 5 is the global configuration
-    int32_t node_kind;  // 0: a command line; 1, 2: an answer to a prompt of a command module
+    int32_t node_kind;  // what the next line is; see below
     int32_t values[3];  // the command modules' own, such as the interface or VLAN being configured
     int32_t recording;  // the recording flag
 };
 static_assert(sizeof(cli_session) == 28);
 
 constexpr int32_t k_cli_mode_config = 5; // the global configuration
+
+// Kinds of lines. The question that an answer belongs to is the last, unfinished line of what was printed.
+constexpr int32_t k_cli_node_command = 0;
+constexpr int32_t k_cli_node_answer = 1;
+constexpr int32_t k_cli_node_secret =
+    2; // an answer that nobody is to see: a client shows and keeps none of it

@@ -12,6 +12,8 @@ namespace {
 
 std::array<int32_t, k_csh_clients_max> s_clients = {}; // process ids; 0: a free place
 
+bool has_place(int32_t pid) { return std::find(s_clients.begin(), s_clients.end(), pid) != s_clients.end(); }
+
 bool take_place(int32_t pid) {
     const auto place = std::find(s_clients.begin(), s_clients.end(), 0);
     if (place == s_clients.end()) {
@@ -51,5 +53,5 @@ bool free_places_of_the_gone() {
 } // namespace
 
 bool csh_client_register(int32_t pid) {
-    return take_place(pid) || (free_places_of_the_gone() && take_place(pid));
+    return has_place(pid) || take_place(pid) || (free_places_of_the_gone() && take_place(pid));
 }

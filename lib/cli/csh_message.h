@@ -41,6 +41,6 @@ constexpr int32_t k_csh_query = 7;
 constexpr int32_t k_csh_auxiliary = 9; // answered without a reply code: the type stays
 
 // Reply codes.
-constexpr int32_t k_csh_full = 0; // the client table is full, or a service failed
+constexpr int32_t k_csh_full = 0; // the client table is full, a service failed, or the pid is another's
 constexpr int32_t k_csh_done = 1;
 constexpr int32_t k_csh_busy = 5;

@@ -17,20 +17,24 @@
 namespace {
 
 std::atomic<int32_t> s_server_thread = 0; // the kernel's id of it; 0: there is no server
-int32_t s_client = 0;                     // the server thread's
+int32_t s_client = 0;                     // the server thread's, as the next one is
+uid_t s_client_user = 0;
 
 int32_t thread_id() { return static_cast<int32_t>(::syscall(SYS_gettid)); }
 
 constexpr size_t k_path_size = 64;
 
+bool is_server_thread() { return thread_id() == s_server_thread; }
+
 void output_path(char (&path)[k_path_size]) {
-    const int32_t self = thread_id();
-    std::snprintf(path, sizeof path, k_csh_output_format, self == s_server_thread ? s_client : self);
+    std::snprintf(path, sizeof path, k_csh_output_format, is_server_thread() ? s_client : thread_id());
 }
 
+bool is_owner(uid_t user) { return user == ::geteuid() || (is_server_thread() && user == s_client_user); }
+
 /// Opens the calling thread's output file, which lies where anybody may have put something: nothing but a
-/// plain file with one name is taken. An existing one is opened without O_CREAT, which the kernel may refuse
-/// for files of others there.
+/// plain file with one name, of the client's user or this one, is taken. An existing one is opened without
+/// O_CREAT, which the kernel may refuse for files of others there.
 unique_fd open_output() {
     char path[k_path_size];
     output_path(path);
@@ -41,7 +45,7 @@ unique_fd open_output() {
     }
     struct stat status {};
     if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_nlink != 1) {
+        status.st_nlink != 1 || !is_owner(status.st_uid)) {
         return unique_fd();
     }
     return file;
@@ -51,7 +55,10 @@ unique_fd open_output() {
 
 void csh_output_serve() { s_server_thread = thread_id(); }
 
-void csh_output_set_client(int32_t pid) { s_client = pid; }
+void csh_output_set_client(int32_t pid, uid_t user) {
+    s_client = pid;
+    s_client_user = user;
+}
 
 void csh_output_truncate() {
     const unique_fd file = open_output();

@@ -1,14 +1,16 @@
 #pragma once
 
 #include <cstdint>
+#include <sys/types.h>
 
 // The output files of the shell's clients, between the server and the print routine (cli_output.h).
 
 /// Makes the calling thread the server's: what it prints goes to the file of the current client.
 void csh_output_serve();
 
-/// Says whose request is being worked on: 0 when nobody's.
-void csh_output_set_client(int32_t pid);
+/// Says whose request is being worked on: a process (0: nobody's) and its user. An output file that belongs
+/// neither to that user nor to this process's own is left alone.
+void csh_output_set_client(int32_t pid, uid_t user);
 
 /// Empties the current client's output file, and makes it when there is none. Readable by its owner alone: a
 /// client of another user than the server's makes its file itself.

@@ -1,5 +1,6 @@
 #include "lib/cli/csh_server.h"
 
+#include "lib/base/local_socket.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 #include "lib/cli/cli_parser.h"
@@ -9,6 +10,7 @@
 #include "lib/cli/csh_status.h"
 #include "lib/cli/evt_chan.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -123,7 +125,54 @@ int32_t serve(csh_message *message, const char *text) {
     }
 }
 
-void process(csh_message *message) {
+struct message_sender {
+    sockaddr_un address;
+    socklen_t length;
+    ucred user; // its process, as this one sees it
+};
+
+/// Receives a message and who has sent it. Returns the length it was sent with, -1 when there is none.
+ssize_t receive(int fd, csh_message *message, message_sender *sender) {
+    // Room for the credentials alone: the kernel closes descriptors that are sent along.
+    alignas(cmsghdr) std::array<uint8_t, CMSG_SPACE(sizeof(ucred))> control{};
+    iovec whole = {message, sizeof *message};
+    msghdr header{};
+    header.msg_name = &sender->address;
+    header.msg_namelen = sizeof sender->address;
+    header.msg_iov = &whole;
+    header.msg_iovlen = 1;
+    header.msg_control = control.data();
+    header.msg_controllen = control.size();
+    const ssize_t length = ::recvmsg(fd, &header, MSG_DONTWAIT | MSG_TRUNC);
+    sender->length = header.msg_namelen;
+    sender->user = {0, static_cast<uid_t>(-1), static_cast<gid_t>(-1)}; // nobody
+    const cmsghdr *const credentials = length >= 0 ? CMSG_FIRSTHDR(&header) : nullptr;
+    if (credentials != nullptr && credentials->cmsg_level == SOL_SOCKET &&
+        credentials->cmsg_type == SCM_CREDENTIALS) {
+        std::memcpy(&sender->user, CMSG_DATA(credentials), sizeof sender->user);
+    }
+    return length;
+}
+
+/// A process that this one cannot see, in another container, say, has the id 0 and is nobody's.
+bool speaks_for(const ucred &sender, int32_t pid) {
+    return sender.uid == 0 || (sender.pid != 0 && sender.pid == pid);
+}
+
+/// A client can put a link to the server in the place of its own socket. Then its reply comes back here, and
+/// would be answered for ever.
+bool is_own_reply(int fd, const message_sender &sender) {
+    sockaddr_un own{};
+    socklen_t length = sizeof own;
+    return ::getsockname(fd, reinterpret_cast<sockaddr *>(&own), &length) == 0 && length == sender.length &&
+           std::memcmp(&own, &sender.address, length) == 0;
+}
+
+void process(csh_message *message, const ucred &sender) {
+    if (!speaks_for(sender, message->pid)) {
+        message->type = k_csh_full;
+        return;
+    }
     if (message->type == k_csh_release_busy) {
         s_busy = false;
     } else if (s_busy) {
@@ -133,14 +182,14 @@ void process(csh_message *message) {
     char text[k_csh_text_size + 1]; // the client's may come without a NUL
     std::memcpy(text, message->text, k_csh_text_size);
     text[k_csh_text_size] = '\0';
-    csh_output_set_client(message->pid);
+    csh_output_set_client(message->pid, sender.uid);
     message->type = serve(message, text);
 }
 
-void reply(int fd, const csh_message &message, const sockaddr_un &client, socklen_t client_length) {
+void reply(int fd, const csh_message &message, const message_sender &client) {
     for (int32_t attempt = 0; attempt < k_send_attempts; attempt++) {
-        if (::sendto(fd, &message, sizeof message, MSG_DONTWAIT, reinterpret_cast<const sockaddr *>(&client),
-                     client_length) >= 0) {
+        if (::sendto(fd, &message, sizeof message, MSG_DONTWAIT,
+                     reinterpret_cast<const sockaddr *>(&client.address), client.length) >= 0) {
             return;
         }
     }
@@ -150,20 +199,18 @@ void reply(int fd, const csh_message &message, const sockaddr_un &client, sockle
 // ---- start
 
 /// Makes the server's socket. Returns it, or -1 after printing what failed.
-int open_socket() {
+int open_socket(gid_t group) {
     unique_fd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (!fd.valid()) {
+    constexpr int k_on = 1; // before anything can be sent there
+    if (!fd.valid() || ::setsockopt(fd.get(), SOL_SOCKET, SO_PASSCRED, &k_on, sizeof k_on) != 0) {
         std::printf("open socket fail!\n");
         return -1;
     }
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", k_csh_server_path);
-    ignore_result(::unlink(k_csh_server_path)); // there may be none
-    if (::bind(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) < 0) {
+    if (local_bind(fd.get(), k_csh_server_path, group) != 0) {
         std::perror("bind socket fail!\n");
         return -1;
     }
+    sockaddr_un address{};
     socklen_t length = sizeof address;
     if (::getsockname(fd.get(), reinterpret_cast<sockaddr *>(&address), &length) < 0) {
         std::printf("skfd %d errno %d %s\n", fd.get(), errno, std::strerror(errno));
@@ -171,16 +218,20 @@ int open_socket() {
     return fd.release();
 }
 
-void make_channel() {
+/// Returns whether there is a socket.
+bool make_channel(gid_t group) {
     if (evtChanInit() != 0) {
         std::printf("evtChanInit fail\n");
     }
-    s_socket = open_socket();
+    s_socket = open_socket(group);
     if (s_socket < 0) {
         std::printf("chan create fail\n");
-    } else if (evtChanAdd(s_socket, servMessageDispatcher) != 0) {
+        return false;
+    }
+    if (evtChanAdd(s_socket, servMessageDispatcher) != 0) {
         std::printf("evtChanAdd fail\n");
     }
+    return true;
 }
 
 /// The start-up's own steps, or their defaults.
@@ -229,27 +280,29 @@ void csh_set_services(const csh_services &services) { s_services = services; }
 
 void servMessageDispatcher(int fd) {
     csh_message message{};
-    sockaddr_un client{};
-    socklen_t client_length = sizeof client;
-    // The real length is told of a longer datagram, too.
-    const ssize_t length = ::recvfrom(fd, &message, sizeof message, MSG_DONTWAIT | MSG_TRUNC,
-                                      reinterpret_cast<sockaddr *>(&client), &client_length);
+    message_sender client{};
+    const ssize_t length = receive(fd, &message, &client);
     if (length != static_cast<ssize_t>(sizeof message)) {
         std::printf("recv size wrong %d %d\n", static_cast<int>(length), static_cast<int>(sizeof message));
     }
     if (length < 0) {
         return; // nothing came, and there is nobody to answer
     }
-    process(&message);
-    reply(fd, message, client, client_length);
+    if (is_own_reply(fd, client)) {
+        return;
+    }
+    process(&message, client.user);
+    reply(fd, message, client);
 }
 
-void csh_server_start(const csh_startup &startup) {
+int32_t csh_server_start(const csh_startup &startup) {
     s_busy = false;
     csh_set_services(startup.services);
     csh_output_serve();
-    csh_output_set_client(0);
-    make_channel();
+    csh_output_set_client(0, ::geteuid());
+    if (!make_channel(startup.socket_group)) {
+        return -1;
+    }
     call(startup.init_modules);
     csh_output_remove(); // what the last start's replay printed
     // A missing file is a switch as it left the factory.

@@ -1,11 +1,15 @@
 #pragma once
 
+#include "lib/base/local_socket.h"
 #include "lib/cli/cli_session.h"
 
 #include <cstdint>
 
 // The server of the shell: it runs the lines that clients send as datagrams to "/tmp/csh_serv" and answers
 // each with the same message. One thread, which is the one that starts it.
+//
+// The kernel says who has sent a message. One that names another process than its sender is answered with
+// code 0, and nothing else is done with it; root may name any.
 
 /// What the rest of the management process does for the server. A member that is null is a service that there
 /// is not: its requests fail. Texts end in a NUL and come from a client, that is from anybody.
@@ -31,16 +35,18 @@ struct csh_startup {
     void (*init_services)();                     // what needs the saved configuration; nothing
     int32_t (*run_command)(const char *command); // by the shell of the system
     void (*wait_seconds)(uint32_t seconds);      // sleeps
-    bool skip_interface;            // leaves the management interface as it is, as a desk wants it
-    bool (*uses_dhcp)();            // false
-    void (*apply_static_address)(); // nothing
-    bool (*ready)();                // whether the switch's services are ready; true
+    bool skip_interface;             // leaves the management interface as it is, as a desk wants it
+    bool (*uses_dhcp)();             // false
+    void (*apply_static_address)();  // nothing
+    bool (*ready)();                 // whether the switch's services are ready; true
+    gid_t socket_group = k_no_group; // whose members may send messages, beside this user and root
     csh_services services;
 };
 
 /// Makes the server's socket, replays the saved configuration, restarts the management interface, waits for
-/// the switch's services and serves. Failures are printed to standard output, and the server goes on.
-[[noreturn]] void csh_server_start(const csh_startup &startup);
+/// the switch's services and serves. Failures are printed, and the server goes on, but for a socket that
+/// cannot be made (see local_bind): then returns -1. Otherwise it never returns.
+[[nodiscard]] int32_t csh_server_start(const csh_startup &startup);
 
 /// Serves one message of the server's socket.
 void servMessageDispatcher(int fd);

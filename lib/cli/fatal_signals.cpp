@@ -1,7 +1,7 @@
 #include "lib/cli/fatal_signals.h"
 
+#include "lib/base/log.h"
 #include "lib/base/result.h"
-#include "lib/ipc/ipc_log.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +16,8 @@
 #include <unistd.h>
 
 namespace {
+
+void (*s_settle)() = nullptr; // called after the last words; may be null
 
 // A line put together without the allocations and locks of the C library's log.
 struct plain_line {
@@ -55,11 +57,15 @@ void send_to_log(int priority, std::string_view message) {
 }
 
 void write_last_words(int priority, std::string_view message) {
+    ipc_log_flush(k_ipc_log_patience_ms); // what led here stands before it
     send_to_log(priority, message);
     plain_line line{};
     line.add(message);
     line.add("\n");
     ignore_result(write(STDERR_FILENO, line.text, line.length));
+    if (s_settle != nullptr) {
+        s_settle();
+    }
 }
 
 void on_exit_signal(int signal_number) {
@@ -104,7 +110,8 @@ bool install(const fatal_row &row) {
 
 } // namespace
 
-void fatal_signals_install() {
+void fatal_signals_install(void (*settle)()) {
+    s_settle = settle;
     for (const fatal_row &row : k_fatal) {
         if (!install(row)) {
             ipc_log_warn("Unable to set signal handler for signal %d: %s", row.signal_number,

@@ -1,8 +1,8 @@
 #include "lib/cli/screen_length.h"
 
+#include "lib/base/io.h"
+#include "lib/base/log.h"
 #include "lib/base/unique_fd.h"
-#include "lib/ipc/ipc_io.h"
-#include "lib/ipc/ipc_log.h"
 
 #include <cerrno>
 #include <charconv>
@@ -46,13 +46,23 @@ int32_t screen_length() {
     return parse_length(number).value_or(k_screen_length_default);
 }
 
-int32_t screen_length_set(const char *argument, cli_print_fn print) {
-    const std::optional<int32_t> length = parse_length(argument);
-    if (!length) {
+int32_t screen_length_read(const char *argument, cli_print_fn print, int32_t *length) {
+    const std::optional<int32_t> read = parse_length(argument);
+    if (!read) {
         print("%s\n\n", cli_error_text(k_cli_invalid_value));
         return k_cli_invalid_value;
     }
-    if (!store(*length)) {
+    *length = *read;
+    return 0;
+}
+
+int32_t screen_length_set(const char *argument, cli_print_fn print) {
+    int32_t length = 0;
+    const int32_t refused = screen_length_read(argument, print, &length);
+    if (refused != 0) {
+        return refused;
+    }
+    if (!store(length)) {
         ipc_log_warn("%s: cannot write %s: %s", "screen_length_set", k_screen_length_file,
                      safe_strerror(errno));
         return k_screen_length_not_stored;

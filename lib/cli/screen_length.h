@@ -17,9 +17,12 @@ constexpr int32_t k_screen_length_not_stored = -2;
 /// The stored length; the default when the file is absent, or holds anything but a length that can be set.
 int32_t screen_length();
 
-/// Handles "set length ARGUMENT": replaces the file with the number and returns 0. Anything but a decimal
-/// number from the smallest to the largest length prints the error text, leaves the file alone and returns
-/// k_cli_invalid_value.
+/// Reads a length into `length`. Returns 0; or k_cli_invalid_value, after printing the error text, for
+/// anything but a decimal number from the smallest to the largest length.
+int32_t screen_length_read(const char *argument, cli_print_fn print, int32_t *length);
+
+/// Handles "set length ARGUMENT": replaces the file with the number and returns 0. What screen_length_read
+/// refuses leaves the file alone.
 int32_t screen_length_set(const char *argument, cli_print_fn print);
 
 /// Prints the line of the running configuration, which there is only when the stored length is not the

@@ -11,9 +11,11 @@ const cmds_mode *cmds_find_mode(int32_t mode_id) {
     return found != std::end(k_cmds_modes) ? found : nullptr;
 }
 
-void cmds_enter_mode(cli_session *session, int32_t mode_id) {
+cli_session cmds_session_in(int32_t mode_id) {
     const cmds_mode *const mode = cmds_find_mode(mode_id);
     INVARIANT(mode != nullptr);
-    session->mode_id = mode->id;
-    session->mode_mask = mode->mask;
+    cli_session session = {};
+    session.mode_id = mode->id;
+    session.mode_mask = mode->mask;
+    return session;
 }

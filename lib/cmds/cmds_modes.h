@@ -2,7 +2,6 @@
 
 #include "lib/cli/cli_session.h"
 
-#include <cstddef>
 #include <cstdint>
 
 // The command modes of the shell: which there are, how they are called, and how one leads to another.
@@ -19,10 +18,6 @@ constexpr uint32_t k_mask_debug = 0x10000;
 constexpr uint32_t k_mask_engineering = 0x20000;
 constexpr uint32_t k_masks_configuring = k_mask_user | k_mask_config | k_mask_config_further;
 
-// Places of the session's values.
-constexpr size_t k_value_ports = 0; // interface range: bit p for port p, 1..12
-constexpr size_t k_value_vlan = 1;  // vlan: its id
-
 struct cmds_mode {
     int32_t id;
     uint32_t mask;      // of a session in this mode
@@ -38,8 +33,10 @@ inline constexpr cmds_mode k_cmds_modes[] = {
     {k_mode_vlan, k_masks_configuring, k_cli_mode_config, "vlan", "(config-vlan)#"},
 };
 
+static_assert(k_cmds_modes[0].id == k_mode_exec);
+
 /// The row of a mode, or null.
 const cmds_mode *cmds_find_mode(int32_t mode_id);
 
-/// Puts a session into a mode, one of the table.
-void cmds_enter_mode(cli_session *session, int32_t mode_id);
+/// A new session in a mode, one of the table.
+cli_session cmds_session_in(int32_t mode_id);

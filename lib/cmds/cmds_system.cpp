@@ -2,10 +2,12 @@
 
 #include "lib/cli/cli_command.h"
 #include "lib/cli/cli_cpu_load.h"
+#include "lib/cli/cli_error.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/screen_length.h"
 #include "lib/cmds/cmds_modes.h"
+#include "lib/cmds/cmds_session.h"
 #include "lib/sasi/sasi.h"
 
 #include <algorithm>
@@ -17,7 +19,6 @@
 
 namespace {
 
-constexpr int32_t k_ports = 12;
 constexpr int32_t k_status_session_ended = 0x1012e;
 
 /// Handler of a command that takes no arguments; words behind it are wrong.
@@ -28,37 +29,36 @@ template<int32_t (*run)()> int32_t alone(int32_t argc, const char *const * /*arg
 // ---- modes
 
 int32_t enter_config() {
-    cmds_enter_mode(&cli_current_session(), k_cli_mode_config);
+    cmds_enter_mode(k_cli_mode_config);
     return 0;
 }
 
 int32_t enter_interface_range(int32_t /*argc*/, const char *const *argv) {
     uint32_t ports = 0;
     if (!cmds_parse_ports(argv[0], &ports)) {
-        cli_print("%% Ports are 1 to %d, as in 1,3-5\n", k_ports);
-        return -2;
+        cli_print("%% Ports are 1 to %d, as in 1,3-5\n", k_cmds_ports);
+        return k_cli_invalid_value;
     }
-    cmds_enter_mode(&cli_current_session(), k_mode_interface_range);
-    cli_current_session().values[k_value_ports] = static_cast<int32_t>(ports);
+    cmds_enter_mode(k_mode_interface_range);
+    cmds_set_ports(ports);
     return 0;
 }
 
 int32_t enter_vlan(int32_t /*argc*/, const char *const *argv) {
     int32_t id = 0;
     std::from_chars(argv[0], argv[0] + std::strlen(argv[0]), id); // in range, by the pattern
-    cmds_enter_mode(&cli_current_session(), k_mode_vlan);
-    cli_current_session().values[k_value_vlan] = id;
+    cmds_enter_mode(k_mode_vlan);
+    cmds_set_vlan(id);
     return 0;
 }
 
 int32_t leave_mode() {
-    const cmds_mode *const mode = cmds_find_mode(cli_current_session().mode_id);
-    cmds_enter_mode(&cli_current_session(), mode != nullptr ? mode->parent : k_mode_exec);
+    cmds_enter_mode(cmds_current_mode().parent);
     return 0;
 }
 
 int32_t leave_configuration() {
-    cmds_enter_mode(&cli_current_session(), k_mode_exec);
+    cmds_enter_mode(k_mode_exec);
     return 0;
 }
 
@@ -138,6 +138,15 @@ int32_t set_length(int32_t /*argc*/, const char *const *argv) {
         cli_print("%% The setting cannot be stored\n");
     }
     return result;
+}
+
+int32_t set_session_length(int32_t /*argc*/, const char *const *argv) {
+    int32_t length = 0;
+    const int32_t refused = screen_length_read(argv[0], cli_print, &length);
+    if (refused == 0) {
+        cmds_set_screen_length(length);
+    }
+    return refused;
 }
 
 // ---- the commands. Every mode has its own "exit", and those of the configuration "end", by the rows of its
@@ -232,6 +241,14 @@ constexpr placed_command k_commands[] = {
       {"Change a setting.", "Lines of a screen.", "2 to 29999; 24 by default.",
        "<cr>            Set the lines of a screen."}}},
     {k_every_mode,
+     {"set length",
+      k_mask_user,
+      0,
+      "VALUE session",
+      set_session_length,
+      {"Change a setting.", "Lines of a screen.", "2 to 29999; 24 by default.", "Of this session only.",
+       "<cr>            Set the lines of a screen of this session."}}},
+    {k_every_mode,
      {"show version",
       k_mask_user,
       0,
@@ -293,7 +310,7 @@ int32_t read_port(const char *&at) {
     int32_t port = 0;
     const auto [end, error] = std::from_chars(at, at + std::strlen(at), port);
     at = end;
-    return error == std::errc{} && port >= 1 && port <= k_ports ? port : 0;
+    return error == std::errc{} && port >= 1 && port <= k_cmds_ports ? port : 0;
 }
 
 } // namespace

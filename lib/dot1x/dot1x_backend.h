@@ -38,26 +38,28 @@ enum dot1x_notification : int32_t {
     k_dot1x_notify_abort = 23,
 };
 
-/// What a port's machine works on. Its users write `idFromServer`, `suppTimeout`, `portStatus` and the flags
-/// that announce an event, and count the two wait timers down.
+/// What a port's machine works on. A fresh one is a port before its first event. Its users write
+/// `idFromServer`, `suppTimeout`, `portStatus` and the flags that announce an event, and count the two wait
+/// timers down. `authSuccess` and `authFail` are only ever set here: the authenticator state machine clears
+/// them, with `authTimeout`, when it begins an authentication (8.2.4).
 struct dot1x_port {
     uint8_t bm_status = BM_STATUS_INITIALIZE; // a dot1x_state
-    uint8_t idFromServer;                     // identifier of the server's last message
-    uint16_t currentId;                       // identifier of the EAP exchange in progress
-    uint16_t reqCount;                        // EAP requests sent since the last response, 0..255
-    uint8_t authStart;                        // flags: 0 or 1
-    uint8_t authAbort;
-    uint8_t authTimeout;
-    uint8_t authSuccess;
-    uint8_t authFail;
-    uint8_t rxResp;
-    uint8_t aSuccess;
-    uint8_t aFail;
-    uint8_t aReq;
-    uint16_t portStatus;  // 0: unauthorised
-    uint16_t suppTimeout; // seconds to wait for the supplicant
-    uint16_t suppWhile;   // wait timer for the supplicant, seconds left
-    uint16_t serverWhile; // wait timer for the server, seconds left
+    uint8_t idFromServer = 0;                 // identifier of the server's last message
+    uint16_t currentId = 0;                   // identifier of the EAP exchange in progress
+    uint16_t reqCount = 0;                    // EAP requests sent since the last response, 0..255
+    uint8_t authStart = 0;                    // flags: 0 or 1
+    uint8_t authAbort = 0;
+    uint8_t authTimeout = 0;
+    uint8_t authSuccess = 0;
+    uint8_t authFail = 0;
+    uint8_t rxResp = 0;
+    uint8_t aSuccess = 0;
+    uint8_t aFail = 0;
+    uint8_t aReq = 0;
+    uint16_t portStatus = 0;   // 0: unauthorised
+    uint16_t suppTimeout = 30; // seconds to wait for the supplicant; the standard's default
+    uint16_t suppWhile = 0;    // wait timer for the supplicant, seconds left
+    uint16_t serverWhile = 0;  // wait timer for the server, seconds left
 
     bool operator==(const dot1x_port &) const = default;
 };
@@ -69,6 +71,9 @@ struct dot1x_settings {
 };
 
 /// What the rest of the authenticator supplies. Every member must be set. `port` is always one of the table.
+/// A send hook must not run a transition of its port, not even when the answer is there at once: the entry
+/// action that calls it has more to do, and would do it in the wrong state. It notes the event, which is
+/// given when backend_SM_transition has returned.
 struct dot1x_hooks {
     void (*send_request)(int32_t port);             // the EAP request held for the port, to the supplicant
     void (*send_response)(int32_t port);            // the supplicant's response, to the server

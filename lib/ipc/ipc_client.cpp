@@ -1,6 +1,6 @@
 #include "lib/base/bytes.h"
+#include "lib/base/log.h"
 #include "lib/base/result.h"
-#include "lib/ipc/ipc_log.h"
 #include "lib/ipc/ipc_names.h"
 #include "lib/ipc/ipc_pending.h"
 #include "lib/ipc/ipc_server.h"
@@ -18,45 +18,6 @@ int proto_ipc_client_read(thread *task);
 
 void read_on(ipc_client *client) {
     client->read_task = thread_add_read(client->server->master, proto_ipc_client_read, client, client->fd);
-}
-
-int ipc_serv_delayed_close(thread *task) {
-    auto *client = static_cast<ipc_client *>(task->arg);
-    client->close_event = nullptr;
-    ipc_client_close(client);
-    return 0;
-}
-
-int ipc_serv_flush_data(thread *task) {
-    auto *client = static_cast<ipc_client *>(task->arg);
-    client->write_task = nullptr;
-    if (client->close_event != nullptr) {
-        ipc_client_close(client);
-        return -1;
-    }
-    switch (buffer_flush_available(client->out_buffer, client->fd)) {
-    case k_buffer_error:
-        if (ipc_logs()) {
-            ipc_log_warn("%s: buffer_flush_available failed on ipc_serv client fd %d, closing", __func__,
-                         client->fd);
-        }
-        ipc_client_close(client);
-        return -1;
-    case k_buffer_pending:
-        client->write_task =
-            thread_add_write(client->server->master, ipc_serv_flush_data, client, client->fd);
-        break;
-    default:
-        break;
-    }
-    return 0;
-}
-
-void cancel(thread *&task) {
-    if (task != nullptr) {
-        thread_cancel(task);
-        task = nullptr;
-    }
 }
 
 void greet(ipc_client *client) {
@@ -102,7 +63,7 @@ void take_hello(ipc_client *client, std::span<const uint8_t> payload) {
 }
 
 /// Books what is not for a handler: a response completes a request, a request waits on its route.
-void book(const ipc_header &header, std::span<const uint8_t> payload) {
+void book(const ipc_client *client, const ipc_header &header, std::span<const uint8_t> payload) {
     if (ipc_logs_detailed()) {
         ipc_log_debug(
             "proto_ipc message received a packet with command [%s] from protocol[%s] with length %d",
@@ -111,9 +72,7 @@ void book(const ipc_header &header, std::span<const uint8_t> payload) {
     if (header.kind == k_ipc_kind_response) {
         ignore_result(process_ipc_response(header, payload)); // nobody waits any more: dropped
     } else if (header.kind == k_ipc_kind_request) {
-        ipc_header own = header;
-        ignore_result(
-            process_ipc_request({&own, nullptr, 0, nullptr, 0}, 0)); // refused: not booked, and not answered
+        ignore_result(ipc_pending_book_of_client(header, client)); // refused: not booked, and not answered
     }
 }
 
@@ -132,7 +91,7 @@ void dispatch(ipc_client *client, const ipc_header &header, std::span<const uint
         ipc_handler_exists(header.route, header.command)) {
         return ipc_handler_run(*client->server, header, payload);
     }
-    book(header, payload);
+    book(client, header, payload);
 }
 
 enum class progress : uint8_t { complete, partial, closed };
@@ -264,11 +223,10 @@ void ipc_client_add(ipc_server &server, int fd) {
 
 void ipc_client_close(ipc_client *client) {
     leave_route(client);
+    ipc_pending_drop_client(client);
+    thread_cancel(client->read_task);
+    ipc_client_end_output(client);
     ::close(client->fd);
-    client->fd = -1;
-    cancel(client->read_task);
-    cancel(client->write_task);
-    cancel(client->close_event);
     ipc_list_delete(&client->server->clients, client);
     free_parts(client);
 }
@@ -281,28 +239,4 @@ ipc_client *ipc_client_of_route(const ipc_server &server, uint8_t route) {
         }
     }
     return nullptr;
-}
-
-int32_t ipc_server_send_message(ipc_client *client) {
-    if (client->close_event != nullptr) {
-        return -1;
-    }
-    switch (buffer_write(client->out_buffer, client->fd, stream_pnt(client->output),
-                         stream_get_endp(client->output))) {
-    case k_buffer_empty:
-        cancel(client->write_task);
-        return 0;
-    case k_buffer_pending:
-        if (client->write_task == nullptr) {
-            client->write_task =
-                thread_add_write(client->server->master, ipc_serv_flush_data, client, client->fd);
-        }
-        return 0;
-    default:
-        if (ipc_logs()) {
-            ipc_log_warn("%s: buffer_write failed to ipc_serv client fd %d, closing", __func__, client->fd);
-        }
-        client->close_event = thread_add_event(client->server->master, ipc_serv_delayed_close, client, 0);
-        return -1;
-    }
 }

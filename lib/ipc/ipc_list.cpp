@@ -12,8 +12,6 @@ void unlink_node(ipc_list *list, ipc_list_node *node) {
 
 } // namespace
 
-ipc_list *ipc_list_new() { return static_cast<ipc_list *>(std::calloc(1, sizeof(ipc_list))); }
-
 bool ipc_list_add(ipc_list *list, void *data) {
     if (data == nullptr) {
         return false;
@@ -48,11 +46,4 @@ void ipc_list_delete_all(ipc_list *list) {
         std::free(node);
     }
     *list = {nullptr, nullptr, 0};
-}
-
-void ipc_list_free(ipc_list *list) {
-    if (list != nullptr) {
-        ipc_list_delete_all(list);
-        std::free(list);
-    }
 }

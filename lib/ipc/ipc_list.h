@@ -10,15 +10,12 @@ struct ipc_list_node {
     void *data;
 };
 
-/// A list; all zero is an empty one, so it may also stand inside another record.
+/// A list, which stands inside another record; all zero is an empty one.
 struct ipc_list {
     ipc_list_node *head;
     ipc_list_node *tail;
     uint32_t count;
 };
-
-/// Allocates an empty list, or returns null when memory is out. Freed by ipc_list_free.
-[[nodiscard]] ipc_list *ipc_list_new();
 
 /// Appends `data` at the tail. Returns true when it was added; null data is ignored, and that and a lack of
 /// memory return false.
@@ -30,6 +27,3 @@ bool ipc_list_delete(ipc_list *list, const void *data);
 
 /// Frees every node and, with free(), its data. The list stays and is empty.
 void ipc_list_delete_all(ipc_list *list);
-
-/// Deletes all nodes with their data and frees the list; null is ignored.
-void ipc_list_free(ipc_list *list);

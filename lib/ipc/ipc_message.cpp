@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int32_t k_retry_ms = 150;
+constexpr uint32_t k_relays_waiting_max = 1024;
 
 // The server that a client of the route joined last, by route. Null: there was none.
 std::array<std::atomic<ipc_server *>, k_ipc_route_max + 1> s_last_joined = {};
@@ -71,10 +72,13 @@ void send_to(ipc_client *client, ipc_message &message) {
     }
 }
 
+bool is_relayed(const ipc_message &message) { return message.ticket == 0; }
+
 /// The client may have come to the other server meanwhile.
 int ipc_client_access_work_around(thread *task) {
     auto *message = static_cast<ipc_message *>(task->arg);
     message->retried = true;
+    message->server->relays_waiting -= is_relayed(*message) ? 1 : 0;
     ipc_message_pass_on(*message->server, message);
     return 0;
 }
@@ -137,11 +141,14 @@ void protoipc_pkt_create_send(ipc_server &server, ipc_message *message) {
         std::free(message);
         return;
     }
-    if (message->retried ||
+    const bool fits = !is_relayed(*message) || server.relays_waiting < k_relays_waiting_max;
+    if (message->retried || !fits ||
         thread_add_timer_msec(server.master, ipc_client_access_work_around, message, k_retry_ms) == nullptr) {
         give_up(*message);
         std::free(message);
+        return;
     }
+    server.relays_waiting += is_relayed(*message) ? 1 : 0;
 }
 
 void ipc_message_pass_on(ipc_server &here, ipc_message *message) {

@@ -1,6 +1,6 @@
 #include "lib/ipc/ipc_names.h"
 
-#include "lib/ipc/ipc_log.h"
+#include "lib/base/log.h"
 #include "lib/ipc/ipc_settings.h"
 #include "lib/ipc/ipc_wire.h"
 

@@ -14,7 +14,8 @@ namespace {
 struct pending_request {
     ipc_request request;
     ipc_ticket ticket;
-    ipc_header own_header; // of a request that a client sent
+    const ipc_client *client; // who sent it; null: this process
+    ipc_header own_header;    // of a request that a client sent
 };
 
 /// The spin lock is the route's own and guards one booking against another. It may be released by who does
@@ -55,27 +56,62 @@ pending_request *find_ticket(const route_slot &slot, uint16_t command, ipc_ticke
     });
 }
 
-pending_request *make_record(const ipc_request &request, ipc_ticket ticket) {
+bool in_range(const ipc_header &header) {
+    return ipc_route_valid(header.route) && ipc_command_valid(header.command);
+}
+
+/// Takes a record off its route and frees it.
+void drop_record(route_slot &slot, pending_request *record) {
+    ipc_list_delete(&slot.requests, record);
+    std::free(record);
+}
+
+/// The same for one whose sender waits. What its sender is answered by comes back through the
+/// arguments, since it must not be awake before the record is gone.
+void remove_record(route_slot &slot, pending_request *record, uint16_t &command, ipc_ticket &ticket) {
+    command = record->request.header->command;
+    ticket = record->ticket;
+    drop_record(slot, record);
+}
+
+pending_request *make_record(const pending_request &content) {
     auto *record = static_cast<pending_request *>(std::malloc(sizeof(pending_request)));
     if (record != nullptr) {
-        *record = {request, ticket, *request.header};
-        if (ticket == 0) {
+        *record = content;
+        if (content.client != nullptr) {
             record->request.header = &record->own_header;
         }
     }
     return record;
 }
 
-int32_t book(route_slot &slot, const ipc_request &request, ipc_ticket ticket) {
-    if (find_command(slot, request.header->command) != nullptr) {
+int32_t book_locked(route_slot &slot, const pending_request &content) {
+    pending_request *earlier = find_command(slot, content.request.header->command);
+    if (earlier != nullptr && (content.client != nullptr || earlier->client == nullptr)) {
         return -1;
     }
-    pending_request *record = make_record(request, ticket);
+    pending_request *record = make_record(content);
     if (record == nullptr || !ipc_list_add(&slot.requests, record)) {
         std::free(record);
         return -1;
     }
+    if (earlier != nullptr) {
+        drop_record(slot, earlier);
+    }
     return 0;
+}
+
+int32_t book(const pending_request &content) {
+    if (!in_range(*content.request.header)) {
+        return -1;
+    }
+    route_slot &slot = s_routes[content.request.header->route];
+    spin_lock(slot);
+    pthread_mutex_lock(&slot.list_mutex);
+    const int32_t result = book_locked(slot, content);
+    pthread_mutex_unlock(&slot.list_mutex);
+    spin_release(slot);
+    return result;
 }
 
 void take_reply(const ipc_request &request, std::span<const uint8_t> payload) {
@@ -84,19 +120,6 @@ void take_reply(const ipc_request &request, std::span<const uint8_t> payload) {
     if (length > 0) {
         std::memcpy(request.reply, payload.data(), length);
     }
-}
-
-/// Takes a record off its route and frees it. What its sender is answered by comes back through the
-/// arguments, since it must not be awake before the record is gone.
-void remove_record(route_slot &slot, pending_request *record, uint16_t &command, ipc_ticket &ticket) {
-    command = record->request.header->command;
-    ticket = record->ticket;
-    ipc_list_delete(&slot.requests, record);
-    std::free(record);
-}
-
-bool in_range(const ipc_header &header) {
-    return ipc_route_valid(header.route) && ipc_command_valid(header.command);
 }
 
 } // namespace
@@ -109,16 +132,23 @@ void ipc_pending_init() {
 }
 
 int32_t process_ipc_request(const ipc_request &request, ipc_ticket ticket) {
-    if (!in_range(*request.header)) {
-        return -1;
+    return book({request, ticket, nullptr, {}});
+}
+
+int32_t ipc_pending_book_of_client(const ipc_header &header, const ipc_client *client) {
+    ipc_header own = header;
+    return book({{&own, nullptr, 0, nullptr, 0}, 0, client, header});
+}
+
+void ipc_pending_drop_client(const ipc_client *client) {
+    const auto is_its_own = [=](const pending_request &p) { return p.client == client; };
+    for (route_slot &slot : s_routes) {
+        pthread_mutex_lock(&slot.list_mutex);
+        while (pending_request *record = find(slot, is_its_own)) {
+            drop_record(slot, record);
+        }
+        pthread_mutex_unlock(&slot.list_mutex);
     }
-    route_slot &slot = s_routes[request.header->route];
-    spin_lock(slot);
-    pthread_mutex_lock(&slot.list_mutex);
-    const int32_t result = book(slot, request, ticket);
-    pthread_mutex_unlock(&slot.list_mutex);
-    spin_release(slot);
-    return result;
 }
 
 int32_t process_ipc_response(const ipc_header &header, std::span<const uint8_t> payload) {

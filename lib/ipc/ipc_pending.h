@@ -8,6 +8,8 @@
 
 // The requests that wait for a response, by route.
 
+struct ipc_client;
+
 /// One request as its sender describes it. All pointers stay the sender's and good until it is answered.
 struct ipc_request {
     ipc_header *header;
@@ -20,10 +22,17 @@ struct ipc_request {
 /// Makes the route slots ready; once.
 void ipc_pending_init();
 
-/// Books a request on its route, to be answered as `ticket`; with ticket 0, one that a client sent, of which
-/// the record keeps a header of its own. Returns 0, or -1 when the route is outside 1..6, the command is 0 or
-/// above 325, one of this command waits on the route already, or memory is out.
+/// Books a request of this process on its route, to be answered as `ticket`, in place of one of its command
+/// that a client booked. Returns 0, or -1 when the route is outside 1..6, the command is 0 or above 325, the
+/// process has booked one of this command on the route already, or memory is out.
 [[nodiscard]] int32_t process_ipc_request(const ipc_request &request, ipc_ticket ticket);
+
+/// Books a request that a client sent; nobody is woken by its answer. Returns 0, or -1 as above and when
+/// anybody has booked one of this command on the route already.
+[[nodiscard]] int32_t ipc_pending_book_of_client(const ipc_header &header, const ipc_client *client);
+
+/// Drops what a client has booked, on every route.
+void ipc_pending_drop_client(const ipc_client *client);
 
 /// Gives a response to the first request of its route and command: its status, and, when that is 0 and a
 /// reply is wanted, as much of the payload as the reply has room for. Removes the request and answers its

@@ -1,6 +1,6 @@
 #include "lib/ipc/ipc_privs.h"
 
-#include "lib/ipc/ipc_log.h"
+#include "lib/base/log.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,9 +1,10 @@
 #include "lib/ipc/ipc_server.h"
 
+#include "lib/base/io.h"
+#include "lib/base/local_socket.h"
+#include "lib/base/log.h"
 #include "lib/base/unique_fd.h"
 #include "lib/ipc/ipc_api.h"
-#include "lib/ipc/ipc_io.h"
-#include "lib/ipc/ipc_log.h"
 #include "lib/ipc/ipc_pending.h"
 #include "lib/ipc/ipc_privs.h"
 #include "lib/ipc/ipc_settings.h"
@@ -26,7 +27,7 @@ constexpr int32_t k_accept_pause_ms = 150;
 
 ipc_server make_server(const char *path) {
     return {path,    false,   nullptr, {}, nullptr, -1, -1, -1, {}, PTHREAD_MUTEX_INITIALIZER,
-            nullptr, nullptr, {}};
+            nullptr, nullptr, {},      0};
 }
 
 ipc_server s_management = make_server(k_ipc_serv_path);
@@ -126,12 +127,23 @@ void accept_failed(ipc_server &server, int error) {
     }
 }
 
+bool is_full(const ipc_server &server) {
+    const uint32_t most = ipc_get_settings().clients;
+    if (server.clients.count < most) {
+        return false;
+    }
+    if (ipc_logs()) {
+        ipc_log_warn("Can't serve proto_ipc socket: there are %u clients", most);
+    }
+    return true;
+}
+
 int proto_ipc_accept(thread *task) {
     auto &server = *static_cast<ipc_server *>(task->arg);
     accept_on(server);
     sockaddr_un peer = {};
     socklen_t size = sizeof peer;
-    unique_fd accepted(::accept(server.listen_fd, reinterpret_cast<sockaddr *>(&peer), &size));
+    unique_fd accepted(::accept4(server.listen_fd, reinterpret_cast<sockaddr *>(&peer), &size, SOCK_CLOEXEC));
     if (!accepted.valid()) {
         accept_failed(server, errno);
         return -1;
@@ -139,10 +151,10 @@ int proto_ipc_accept(thread *task) {
     if (server.spare_fd < 0) {
         server.spare_fd = open_spare();
     }
-    if (accepted.get() >= k_thread_descriptors || fd_set_nonblocking(accepted.get()) != 0) {
+    if (is_full(server) || accepted.get() >= k_thread_descriptors ||
+        fd_set_nonblocking(accepted.get()) != 0) {
         return -1;
     }
-    ::fcntl(accepted.get(), F_SETFD, FD_CLOEXEC);
     ipc_client_add(server, accepted.release());
     return 0;
 }
@@ -155,15 +167,6 @@ void warn_step(const char *what) {
     }
 }
 
-int bind_to_path(int fd, const char *path) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
-    ::unlink(path);
-    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + std::strlen(path));
-    return ::bind(fd, reinterpret_cast<const sockaddr *>(&address), length);
-}
-
 /// A socket bound to the path, or -1 after logging why there is none.
 int open_bound(const char *path) {
     unique_fd bound(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -171,7 +174,7 @@ int open_bound(const char *path) {
         warn_step("create proto_ipc_serv");
         return -1;
     }
-    if (bind_to_path(bound.get(), path) != 0) {
+    if (local_bind(bound.get(), path, ipc_get_settings().socket_group) != 0) {
         warn_step("bind to");
         return -1;
     }
@@ -232,6 +235,7 @@ int32_t create_socket(ipc_server &server) {
 void *run_loop(void *argument) {
     auto *server = static_cast<ipc_server *>(argument);
     t_on_server_thread = true;
+    ipc_log_for_clients();
     ipc_server_runs(server, server == &s_management); // before any client is heard
     thread task;
     while (thread_fetch_next(server->master, &task) != nullptr) {

@@ -35,6 +35,8 @@ struct ipc_client {
     stream *input;
     stream *output;
     buffer *out_buffer;
+    size_t queued;  // bytes in it, as they are counted for all clients
+    bool was_large; // it has held much since it was last empty
     thread *read_task;
     thread *write_task;
     thread *close_event; // not null: it is closing, and nothing more is sent to it
@@ -55,6 +57,7 @@ struct ipc_server {
     ipc_message *queue_head; // guarded by queue_mutex, and so is queue_tail
     ipc_message *queue_tail;
     std::array<std::atomic<int32_t>, k_ipc_route_max + 1> clients_of; // clients by the route of their hello
+    uint32_t relays_waiting; // messages of clients that have found no client of their route yet
 };
 
 /// Whether lines that need the general switch, and lines that need both, are logged.
@@ -82,7 +85,8 @@ void ipc_route_left(uint8_t route, ipc_server *server);
 void ipc_server_runs(ipc_server *server, bool management);
 
 /// Sends a message to the connected client of its route, or tries again once after 150 ms, at the server that
-/// has the client then, and gives it up. Owns `message`. On the thread of `server`.
+/// has the client then, and gives it up. Of messages that nobody waits for, which clients have sent, 1024 can
+/// wait so; those beyond are given up at once. Owns `message`. On the thread of `server`.
 void protoipc_pkt_create_send(ipc_server &server, ipc_message *message);
 
 /// Sends a message that the thread of `here` has to the client of its route, whichever server has that. Owns
@@ -103,15 +107,22 @@ bool ipc_on_server_thread();
 /// Makes a client of an accepted descriptor and reads from it. Closes the descriptor when memory is out.
 void ipc_client_add(ipc_server &server, int fd);
 
-/// Gives up the requests of its route, closes and frees it.
+/// Gives up the requests of its route, drops what it booked itself, closes and frees it.
 void ipc_client_close(ipc_client *client);
 
 /// The first client that said hello for `route`, or null.
 ipc_client *ipc_client_of_route(const ipc_server &server, uint8_t route);
 
+// ---- what goes out to clients (ipc_client_output.cpp)
+
 /// Writes the client's output stream, or what the descriptor takes of it, and queues the rest. Returns 0, or
-/// -1 when the client is closing or its descriptor failed, which closes it soon.
+/// -1 when the client is closing, when its descriptor failed, or when it has left more unread than the
+/// settings allow: both close it soon, and what waited for it is gone. Where too much waits for all clients,
+/// the one of this server that most waits for is closed so, which may be another.
 [[nodiscard]] int32_t ipc_server_send_message(ipc_client *client);
+
+/// Takes back the client's tasks and frees its output.
+void ipc_client_end_output(ipc_client *client);
 
 // ---- one-way messages (ipc_handlers.cpp)
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lib/base/local_socket.h"
+
 #include <cstdint>
 
 /// What the user and the group of a management process are to be while it holds no privileges. Null names and
@@ -20,7 +22,12 @@ struct ipc_settings {
     uint32_t route2_greeting;                // the value a route 2 client is greeted with
     const ipc_privs_settings *privs;         // null ends the starting process
     void (*on_route2_value)(uint32_t value); // takes what one-way command 20 of route 2 brings; may be null
+    uint32_t client_queue_bytes;             // that may wait for a client that does not read
+    uint32_t all_queues_bytes;               // that may wait for all clients of both servers
+    uint32_t clients;                        // of each server; who comes when it is full is turned away
+    gid_t socket_group = k_no_group;         // whose members may connect, beside this user and root
 };
 
-/// The settings of this process: both logging switches on, no greeting, no user, group or capabilities.
+/// The settings of this process: both logging switches on, no greeting, no user, group or capabilities, 8 MiB
+/// for a client, 32 MiB for all, 64 clients, and sockets for this user and root alone.
 ipc_settings &ipc_get_settings();

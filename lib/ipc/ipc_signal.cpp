@@ -3,21 +3,47 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <sys/eventfd.h>
+#include <sys/select.h>
+#include <unistd.h>
 
 namespace {
 
 // What the catcher touches must be free of locks, as it may interrupt anything.
-static_assert(std::atomic<bool>::is_always_lock_free &&
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
               std::atomic<ipc_signal_handler *>::is_always_lock_free);
 
 // By signal number. Written by ipc_signal_catch, read by the thread that runs the handlers.
 std::atomic<ipc_signal_handler *> s_handlers[NSIG]; // null: not caught here
 std::atomic<bool> s_caught[NSIG];                   // set by the catcher, cleared before the handler runs
 std::atomic<bool> s_any_caught;                     // some s_caught is set; spares every pass the walk
+std::atomic<int> s_wake_fd = -1;                    // an event descriptor; -1: nothing is caught yet
 
 void mark_signal(int signo) {
+    const int saved_errno = errno;
     s_caught[signo].store(true);
     s_any_caught.store(true);
+    // Last, so that whoever it wakes finds the marks. It cannot fail: the counter is far from full.
+    ::eventfd_write(s_wake_fd.load(), 1);
+    errno = saved_errno;
+}
+
+/// Makes the descriptor once. False with errno set when there is none that a descriptor set can hold.
+bool make_wake_fd() {
+    if (s_wake_fd.load() >= 0) {
+        return true;
+    }
+    const int made = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (made >= FD_SETSIZE) {
+        ::close(made);
+        errno = EMFILE;
+        return false;
+    }
+    int none = -1;
+    if (made >= 0 && !s_wake_fd.compare_exchange_strong(none, made)) {
+        ::close(made); // another thread was first
+    }
+    return made >= 0;
 }
 
 } // namespace
@@ -25,6 +51,9 @@ void mark_signal(int signo) {
 int ipc_signal_catch(int signo, ipc_signal_handler *handler) {
     if (signo <= 0 || signo >= NSIG || handler == nullptr) {
         errno = EINVAL;
+        return -1;
+    }
+    if (!make_wake_fd()) {
         return -1;
     }
     ipc_signal_handler *earlier = s_handlers[signo].exchange(handler);
@@ -44,6 +73,9 @@ int ipc_signal_process() {
     if (!s_any_caught.load(std::memory_order_relaxed) || !s_any_caught.exchange(false)) {
         return 0;
     }
+    // Before the walk: what is caught from here on is either seen there or makes it readable again.
+    eventfd_t count = 0;
+    ::eventfd_read(s_wake_fd.load(), &count);
     int ran = 0;
     for (int signo = 1; signo < NSIG; ++signo) {
         if (s_caught[signo].exchange(false)) {
@@ -54,3 +86,7 @@ int ipc_signal_process() {
     }
     return ran;
 }
+
+int ipc_signal_fd() { return s_wake_fd.load(std::memory_order_relaxed); }
+
+void ipc_signal_found_readable() { s_any_caught.store(true); }

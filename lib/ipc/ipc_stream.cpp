@@ -1,8 +1,8 @@
 #include "lib/ipc/ipc_stream.h"
 
 #include "lib/base/invariant.h"
-#include "lib/ipc/ipc_io.h"
-#include "lib/ipc/ipc_log.h"
+#include "lib/base/io.h"
+#include "lib/base/log.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -64,6 +64,7 @@ ssize_t arrived_or_retry(stream *s, ssize_t result) {
 void stream_detail::broken_invariant(const stream *s, call_site at) {
     if (s->getp > s->endp && s->endp <= s->size) {
         log_dump(s);
+        ipc_log_flush(k_ipc_log_patience_ms);
     }
     INVARIANT_AT(s->getp <= s->endp, "s->getp <= s->endp", at.source, at.line, at.function);
     invariant_failed({"s->endp <= s->size", at.source, at.line, at.function});
@@ -73,6 +74,7 @@ void stream_detail::out_of_bounds(const stream *s, const char *verb, call_site a
     std::snprintf(s_message, sizeof s_message, "%s: Attempt to %s out of bounds", at.function, verb);
     ipc_log_warn("%s", s_message);
     log_dump(s);
+    ipc_log_flush(k_ipc_log_patience_ms);
     invariant_failed({"0", at.source, at.line, at.function});
 }
 

@@ -116,8 +116,8 @@ int32_t stream_putq_at(stream *s, size_t offset, uint64_t q);
 
 // ---- descriptors: bytes that arrive are appended. Room for all `n` is checked before anything is read.
 
-/// Reads until `n` bytes have arrived or the input ends, by read_full (ipc_io.h), and returns its result;
-/// only a positive one moves the write end.
+/// Reads until `n` bytes have arrived or the input ends, by read_full (lib/base/io.h), and returns its
+/// result; only a positive one moves the write end.
 ssize_t stream_read(stream *s, int fd, size_t n);
 
 /// One read of up to `n` bytes with the descriptor made non-blocking for the call. Returns read's result.

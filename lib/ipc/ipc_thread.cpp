@@ -1,6 +1,6 @@
 #include "lib/ipc/ipc_thread.h"
 
-#include "lib/ipc/ipc_log.h"
+#include "lib/base/log.h"
 #include "lib/ipc/ipc_thread_cpu.h"
 #include "lib/ipc/ipc_thread_list.h"
 #include "lib/ipc/ipc_time.h"
@@ -194,6 +194,9 @@ thread *funcname_thread_add_event(scheduler_master *m, thread_func *func, void *
 }
 
 void thread_cancel(thread *task) {
+    if (task == nullptr) {
+        return;
+    }
     scheduler_master *m = task->master;
     thread_list *list = nullptr;
     switch (task->type) {

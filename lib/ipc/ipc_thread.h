@@ -89,7 +89,7 @@ struct scheduler_master {
 // below name the callback themselves.
 
 /// Runs `func` once `fd` is readable. One task a descriptor: null with a warning when there is one already,
-/// and for a descriptor outside 0..1023.
+/// and for a descriptor outside 0..1023. Cancel it before you close `fd`.
 thread *funcname_thread_add_read(scheduler_master *m, thread_func *func, void *arg, int fd,
                                  const char *funcname);
 
@@ -132,7 +132,9 @@ int funcname_thread_run_now(scheduler_master *m, thread_func *func, void *arg, i
 #define thread_add_event(m, f, a, val)       funcname_thread_add_event(m, f, a, val, #f)
 #define thread_run_now(m, f, a, val)         funcname_thread_run_now(m, f, a, val, #f)
 
-/// Takes a pending or ready task back; its record becomes unused. An unused task is left alone.
+/// Takes a pending or ready task back; its record becomes unused. An unused task is left alone, and null is
+/// ignored. Cancel a descriptor's tasks before you close it: waiting for a closed one ends the fetch, and its
+/// number may be another's by then.
 void thread_cancel(thread *task);
 
 /// Takes back every event, and then every ready task of any kind, whose argument is `arg`. Returns how many.

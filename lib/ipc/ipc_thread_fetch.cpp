@@ -1,4 +1,4 @@
-#include "lib/ipc/ipc_log.h"
+#include "lib/base/log.h"
 #include "lib/ipc/ipc_signal.h"
 #include "lib/ipc/ipc_thread.h"
 #include "lib/ipc/ipc_thread_list.h"
@@ -58,6 +58,21 @@ int thread_process_fd(thread_list *list, const fd_set *found, fd_set *waiting) {
     return moved;
 }
 
+// select, with the descriptor that caught signals make readable beside the tasks': one that is caught before
+// select begins is not left until it ends. Returns how many of the tasks' descriptors are ready, or -1.
+int wait_for_tasks(fd_set *readfd, fd_set *writefd, fd_set *exceptfd, timeval *limit) {
+    const int signal_fd = ipc_signal_fd();
+    if (signal_fd >= 0) {
+        FD_SET(signal_fd, readfd);
+    }
+    const int found = select(k_thread_descriptors, readfd, writefd, exceptfd, limit);
+    if (found > 0 && signal_fd >= 0 && FD_ISSET(signal_fd, readfd)) {
+        ipc_signal_found_readable();
+        return found - 1;
+    }
+    return found;
+}
+
 // The work of one pass: fills the ready list, which is empty, in the order that the tasks are to run.
 pass_result collect_ready(scheduler_master *m, select_timeout *timeout) {
     while (m->event.head != nullptr) {
@@ -71,8 +86,8 @@ pass_result collect_ready(scheduler_master *m, select_timeout *timeout) {
     if (m->ready.head == nullptr) {
         choose_timeout(m, timeout);
     }
-    const int found = select(k_thread_descriptors, &readfd, &writefd, &exceptfd,
-                             timeout->unlimited ? nullptr : &timeout->time);
+    const int found =
+        wait_for_tasks(&readfd, &writefd, &exceptfd, timeout->unlimited ? nullptr : &timeout->time);
     if (found < 0) {
         if (errno == EINTR) {
             return pass_result::interrupted;

@@ -73,11 +73,11 @@ int32_t sasi_get_counter(uint32_t sub_code, int32_t port, uint32_t *value) {
     return block.return_code;
 }
 
-int32_t sasi_get_ring(int32_t ring_id, std::span<uint8_t, k_ring_record_size> record) {
+int32_t sasi_get_ring(int32_t ring_id, sasi_ring_record *record) {
     static sasi_block block;
     store_native(at(block, k_at_ring_id), ring_id);
     make_request(block, k_sasi_ring_redundancy, k_sub_ring_record);
-    copy_record(block, k_at_ring_record, record);
+    *record = sasi_ring_record(at(block, k_at_ring_record), ring_at::k_used_size);
     return block.return_code;
 }
 

@@ -30,8 +30,12 @@ int32_t sasiRequest(uint32_t request, sasi_block *block);
 /// One 32-bit counter of `port`; `sub_code` is one of k_counter_subs.
 int32_t sasi_get_counter(uint32_t sub_code, int32_t port, uint32_t *value);
 
-/// The ring-redundancy record of a ring ID 1..255; offsets in ring_at.
-int32_t sasi_get_ring(int32_t ring_id, std::span<uint8_t, k_ring_record_size> record);
+/// The used part of a ring-redundancy record; offsets in ring_at.
+using sasi_ring_record = std::span<const uint8_t, ring_at::k_used_size>;
+
+/// The ring-redundancy record of a ring ID 1..255. `*record` is set to where it lies in the accessor's block,
+/// until the next call: a search for a configured ring asks for 255 of them and looks at a word of each.
+int32_t sasi_get_ring(int32_t ring_id, sasi_ring_record *record);
 
 /// The IPv4 address of the management interface. Addresses here are numbers whose most significant byte is
 /// the first octet.

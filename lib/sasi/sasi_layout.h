@@ -98,6 +98,7 @@ inline constexpr size_t k_configured = 129; // 1: this ring is configured
 inline constexpr size_t k_word133 = 133;
 inline constexpr size_t k_byte137 = 137;
 inline constexpr size_t k_word141 = 141;
+inline constexpr size_t k_used_size = 145; // the record's bytes from here on are not read
 } // namespace ring_at
 inline constexpr int32_t k_ring_ids = 255; // ring IDs are 1..255
 

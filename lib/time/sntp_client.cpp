@@ -147,8 +147,10 @@ void sntp_send_pkt_ack(sntp_record *record) {
         return;
     }
     if (exchange(socket.get(), record) && record->reply1 == 1 && record->reply2 == 1) {
-        // The service's status stands, whether or not the clock takes the time.
-        ignore_result(sntp_set_systime_to_rtc(sntp_read_date()));
+        // The service's status stands, whether or not there is a date and the clock takes it.
+        if (sntp_time now; sntp_read_date(&now) == 0) {
+            ignore_result(sntp_set_systime_to_rtc(now));
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,12 +11,16 @@
 #include <iterator>
 #include <linux/rtc.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr const char *k_date_file = "/var/tmp/date.txt";
+constexpr char k_new_file[] = "/var/tmp/date.XXXXXX"; // as mkstemp and mkdtemp take it
+constexpr mode_t k_date_file_mode = 0644;
 constexpr const char *k_clock_device = "/dev/rtc-dev";
+constexpr int32_t k_leap_second = 60;
 constexpr const char *k_month_names[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
@@ -27,11 +32,44 @@ void run(const char *command) {
     ignore_result(std::system(command));
 }
 
-/// What the date command left in its file, as a string. The file lies where anybody may write.
-void read_date_file(char *text, size_t size) {
-    const unique_fd file(::open(k_date_file, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    const ssize_t length = file.valid() ? ::read(file.get(), text, size - 1) : 0;
+/// Puts the file at `made` in the place of whatever lies at the date file's path; nothing there is opened.
+bool publish(const char *made) {
+    if (::rename(made, k_date_file) == 0) {
+        return true;
+    }
+    // A directory is all that a file cannot replace. It goes out of the way, and away when it is empty.
+    char aside[sizeof k_new_file];
+    std::memcpy(aside, k_new_file, sizeof aside);
+    if (errno != EISDIR || ::mkdtemp(aside) == nullptr) {
+        return false;
+    }
+    ignore_result(::rename(k_date_file, aside)); // the second attempt tells whether it went
+    ignore_result(::rmdir(aside));               // left where it holds something
+    return ::rename(made, k_date_file) == 0;
+}
+
+/// Runs `date` and gives what it printed, as a string. Returns false after saying why on standard output.
+/// Anybody may write in the directory, so the command prints into a new file under a name that nobody knows,
+/// reached through its descriptor; only then does the file get its usual name.
+bool run_date(char *text, size_t size) {
+    char made[sizeof k_new_file];
+    std::memcpy(made, k_new_file, sizeof made);
+    const unique_fd file(::mkstemp(made)); // inherited by the command, hence without O_CLOEXEC
+    if (!file.valid()) {
+        std::printf("sntp_read_date: %s: %s!\n", k_new_file, std::strerror(errno));
+        return false;
+    }
+    char command[64];
+    std::snprintf(command, sizeof command, "LC_ALL=C date > /proc/self/fd/%d", file.get());
+    run(command);
+    const ssize_t length = ::read(file.get(), text, size - 1);
     text[length > 0 ? length : 0] = '\0';
+    if (::fchmod(file.get(), k_date_file_mode) != 0 || !publish(made)) {
+        // The date is known all the same.
+        std::printf("sntp_read_date: %s: %s!\n", k_date_file, std::strerror(errno));
+        ignore_result(::unlink(made));
+    }
+    return true;
 }
 
 int32_t month_number(const char *name) {
@@ -41,6 +79,22 @@ int32_t month_number(const char *name) {
         }
     }
     return 0;
+}
+
+/// Whether `text` is a date as `date` prints it in the C locale.
+bool parse_date(const char *text, sntp_time &time) {
+    char weekday[16];
+    char month[16];
+    char zone[32];
+    // NOLINTNEXTLINE(cert-err34-c): widths keep the numbers in range, and all are checked
+    if (std::sscanf(text, "%15s %15s %9d %9d:%9d:%9d %31s %9d", weekday, month, &time.day, &time.hour,
+                    &time.minute, &time.second, zone, &time.year) != 8) {
+        return false;
+    }
+    time.month = month_number(month);
+    return time.month != 0 && time.year >= 1970 && time.year <= 9999 && time.day >= 1 &&
+           time.day <= sntp_month_length(time.year, time.month) && time.hour >= 0 && time.hour <= 23 &&
+           time.minute >= 0 && time.minute <= 59 && time.second >= 0 && time.second <= k_leap_second;
 }
 
 void set_both_clocks(const sntp_time &time, const char *command_end) {
@@ -54,24 +108,18 @@ void set_both_clocks(const sntp_time &time, const char *command_end) {
 
 } // namespace
 
-sntp_time sntp_read_date() {
-    // Whatever lies there is not today's, and a link or a FIFO must not lead the shell elsewhere.
-    ignore_result(::unlink(k_date_file));
-    char command[64];
-    std::snprintf(command, sizeof command, "date > %s", k_date_file);
-    run(command);
+int32_t sntp_read_date(sntp_time *time) {
     char text[128];
-    read_date_file(text, sizeof text);
-
-    sntp_time time{};
-    char weekday[16] = "";
-    char month[16] = "";
-    char zone[32] = "";
-    // NOLINTNEXTLINE(cert-err34-c): widths keep the numbers in range; what does not match stays 0
-    ignore_result(std::sscanf(text, "%15s %15s %9d %9d:%9d:%9d %31s %9d", weekday, month, &time.day,
-                              &time.hour, &time.minute, &time.second, zone, &time.year));
-    time.month = month_number(month);
-    return time;
+    if (!run_date(text, sizeof text)) {
+        return k_sntp_no_date;
+    }
+    sntp_time read{};
+    if (!parse_date(text, read)) {
+        std::printf("%s: date printed no date!\n", __func__);
+        return k_sntp_no_date;
+    }
+    *time = read;
+    return 0;
 }
 
 int32_t sntp_set_time(int32_t hour, int32_t minute, int32_t second) {
@@ -84,7 +132,10 @@ int32_t sntp_set_time(int32_t hour, int32_t minute, int32_t second) {
     if (second < 0 || second > 59) {
         return k_sntp_bad_second;
     }
-    sntp_time time = sntp_read_date();
+    sntp_time time;
+    if (sntp_read_date(&time) != 0) {
+        return k_sntp_no_date;
+    }
     time.hour = hour;
     time.minute = minute;
     time.second = second;
@@ -102,7 +153,10 @@ int32_t sntp_set_date(int32_t year, int32_t month, int32_t day) {
     if (day < 1 || day > sntp_month_length(year, month)) {
         return k_sntp_bad_day;
     }
-    sntp_time time = sntp_read_date();
+    sntp_time time;
+    if (sntp_read_date(&time) != 0) {
+        return k_sntp_no_date;
+    }
     time.year = year;
     time.month = month;
     time.day = day;

@@ -7,6 +7,7 @@
 
 /// Results besides 0.
 enum sntp_clock_status : int32_t {
+    k_sntp_no_date = -1,
     k_sntp_bad_year = -172,
     k_sntp_bad_month = -173,
     k_sntp_bad_day = -174,
@@ -38,17 +39,23 @@ constexpr int32_t sntp_month_length(int32_t year, int32_t month) {
     return year % 4 == 0 ? 29 : 28;
 }
 
-/// Runs `date` and reads what it printed. Fields that cannot be read are 0.
-sntp_time sntp_read_date();
+/// Runs `date`, in the C locale whatever the process's, and reads what it printed. Returns 0; or -1 after one
+/// line on standard output when that is no date, and `time` is as it was. "/var/tmp/date.txt" then holds what
+/// was printed: a file of our own (0644) in the place of anything that lay there, of which nothing is opened
+/// or followed. A directory that holds something is renamed to "/var/tmp/date.XXXXXX". When the file cannot
+/// get there one line says so, and the date is read all the same.
+[[nodiscard]] int32_t sntp_read_date(sntp_time *time);
 
 /// Sets the time of day: the system's and the hardware clock's, on the present date. Returns -175 for an hour
-/// outside 0..23, -176 for a minute and -177 for a second outside 0..59, in that order; otherwise 0, even
-/// when a clock did not take it.
+/// outside 0..23, -176 for a minute and -177 for a second outside 0..59, in that order; -1, with both clocks
+/// left alone, when the present date cannot be read (sntp_read_date); otherwise 0, even when a clock did not
+/// take it.
 int32_t sntp_set_time(int32_t hour, int32_t minute, int32_t second);
 
 /// Sets the date, at the present time of day. Returns -172 for a year outside 1970..2037, -173 for a month
-/// outside 1..12, -174 for a day that the month does not have, in that order; otherwise 0, even when a clock
-/// did not take it.
+/// outside 1..12, -174 for a day that the month does not have, in that order; -1, with both clocks left
+/// alone, when the present time cannot be read (sntp_read_date); otherwise 0, even when a clock did not take
+/// it.
 int32_t sntp_set_date(int32_t year, int32_t month, int32_t day);
 
 /// Writes the hardware clock "/dev/rtc-dev". Month and year go to the device as they are, 1..12 and in full,

@@ -137,6 +137,7 @@ TEST(BufferWindow, ScreensByteForByte) {
                                               row.no_more));
                 EXPECT_EQ(row.screen, received(to));
                 EXPECT_EQ(row.left, queued(b));
+                EXPECT_EQ(row.left.size(), buffer_queued(b.get()));
                 EXPECT_EQ(row.left.empty(), b->tail == nullptr);
             }
         }
@@ -240,5 +241,7 @@ TEST(Buffer, FailuresAndWhatStaysQueued) {
         syslog_take_texts(),
         ElementsAre("4 buffer_flush_available: writev to fd -1 failed: Bad file descriptor",
                     "3 buffer_flush_available: corruption detected: buffer queue empty, but written is 5"));
-    EXPECT_EQ(-1, buffer_put_string(buffer_ptr(buffer_new(SIZE_MAX / 2), buffer_free).get(), "x"));
+    const size_t largest = SIZE_MAX - sizeof(buffer_chunk);
+    EXPECT_EQ(-1, buffer_put_string(buffer_ptr(buffer_new(largest), buffer_free).get(), "x"));
+    EXPECT_EQ(nullptr, buffer_new(largest + 1)) << "its chunks would be smaller than their heads say";
 }

@@ -2,6 +2,7 @@
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/cli_tree.h"
+#include "lib/cmds/cmds_session.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -83,8 +84,8 @@ int32_t refuse(int32_t /*argc*/, const char *const * /*argv*/) { return -1; }
 int32_t fail(int32_t /*argc*/, const char *const * /*argv*/) { return 7; }
 
 int32_t enter_mode_9(int32_t /*argc*/, const char *const *argv) {
-    cli_current_session().mode_id = 9;
-    cli_current_session().values[0] = std::stoi(argv[0]);
+    cli_session_enter(9, 0x4);
+    cli_session_set(0, std::stoi(argv[0]));
     return 0;
 }
 
@@ -327,7 +328,7 @@ TEST(CliParser, SessionsKeepWhatHandlersChange) {
     EXPECT_EQ("done", run_line("enter 77"));
     EXPECT_EQ(9, run_line.session.mode_id);
     EXPECT_EQ(77, run_line.session.values[0]);
-    EXPECT_EQ(0, cli_current_session().mode_id); // put back
+    EXPECT_EQ(0, cli_session_mode()); // put back
     EXPECT_EQ("done", run_line("!"));
     EXPECT_EQ(5, run_line.session.mode_id);
     for (const int32_t outside : {1, 29, mode}) {
@@ -337,9 +338,41 @@ TEST(CliParser, SessionsKeepWhatHandlersChange) {
     run_line.session.node_kind = 2;
     EXPECT_EQ("-", run_line("an answer"));
     cli_set_prompt_handler(2, [](const char *line) { return note(line, 0, nullptr); });
-    cli_set_last_status(0);
     EXPECT_EQ("an  answer ; whole", run_line("an  answer ; whole"));
     cli_set_prompt_handler(2, nullptr);
+}
+
+std::string s_seen; // by read_session
+
+int32_t read_session(int32_t /*argc*/, const char *const * /*argv*/) {
+    s_seen = std::to_string(cmds_ports().value_or(0)) + " " + std::to_string(cmds_vlan().value_or(0)) + " " +
+             cmds_current_mode().name;
+    return 0;
+}
+
+TEST(CmdsSession, HandlersSeeOnlyWhatASessionCanHold) {
+    struct session_case {
+        int32_t mode_id;
+        int32_t ports;
+        int32_t vlan;
+        const char *seen;
+    };
+    const session_case cases[] = {
+        {k_mode_vlan, 0x1FFE, 4094, "8190 4094 vlan"},
+        {k_mode_exec, 0x1FFF, 4095, "0 0 exec"},
+        {INT32_MIN, 0x2002, 0, "0 0 exec"},
+        {INT32_MAX, INT32_MIN, INT32_MIN, "0 0 exec"},
+        {k_cli_mode_config, 2, 1, "2 1 config"},
+    };
+    static const cli_command reads = command("read", nullptr, read_session, 0x80000000);
+    for (const session_case &c : cases) {
+        ASSERT_EQ(0, cli_install(c.mode_id, &reads));
+        cli_session session = {UINT32_MAX, c.mode_id, 0, {c.ports, c.vlan, -1}, INT32_MIN};
+        EXPECT_EQ(0, cli_session_execute(&session, "read"));
+        EXPECT_EQ(c.seen, s_seen);
+        session.node_kind = c.ports; // none of these is a kind
+        EXPECT_EQ(-1, cli_session_execute(&session, "read")) << c.ports;
+    }
 }
 
 TEST(CliHelp, ListsWhatCanFollow) {

@@ -1,3 +1,4 @@
+#include "lib/base/local_socket.h"
 #include "lib/base/unique_fd.h"
 #include "lib/cli/cli_cpu_load.h"
 #include "lib/cli/cli_output.h"
@@ -52,7 +53,7 @@ int32_t print_words(int32_t argc, const char *const *argv) {
 
 int32_t set_status(int32_t /*argc*/, const char *const *argv) {
     cli_set_last_status(static_cast<int32_t>(std::strtol(argv[0], nullptr, 16)));
-    cli_current_session().values[1] = 99;
+    cli_session_set(1, 99);
     return 5;
 }
 
@@ -98,7 +99,7 @@ public:
                 ::_exit(1); // no case goes well without it
             }
             std::setvbuf(stdout, nullptr, _IOLBF, 0);
-            csh_server_start(how);
+            ::_exit(csh_server_start(how) == 0 ? 0 : 1);
         }
     }
     ~server() {
@@ -272,16 +273,44 @@ void register_clients() {
     const std::string output_of_gone = "/tmp/ttyout-" + std::to_string(gone);
     std::ofstream(socket_of_gone) << "x";
     std::ofstream(output_of_gone) << "x";
-    for (int i = 0; i < 10; i++) {
-        const csh_message reply = c.exchange(request(k_csh_register, "", i == 4 ? gone : ::getpid()));
-        EXPECT_EQ(1, reply.type) << i;
-        EXPECT_EQ((i == 4 ? gone : ::getpid()) + 1, reply.auxiliary);
+    std::array<pid_t, 10> pids{};
+    for (pid_t &pid : pids) {
+        pid = &pid == &pids[4] ? gone : bystander(true, [] {});
+        for (const char *turn : {"first", "second, which takes no further place"}) {
+            const csh_message reply = c.exchange(request(k_csh_register, "", pid));
+            EXPECT_EQ(1, reply.type) << turn;
+            EXPECT_EQ(pid + 1, reply.auxiliary);
+        }
     }
     EXPECT_TRUE(fs::exists(socket_of_gone));
     EXPECT_EQ(1, c.exchange(request(k_csh_register, "", ::getpid())).type)
         << "in the place of the one that is gone";
     EXPECT_FALSE(fs::exists(socket_of_gone) || fs::exists(output_of_gone));
-    EXPECT_EQ(0, c.exchange(request(k_csh_register, "", ::getpid())).type) << "all are alive";
+    EXPECT_EQ(0, c.exchange(request(k_csh_register, "", ::getppid())).type) << "all are alive";
+    EXPECT_EQ(1, c.exchange(request(k_csh_register, "", pids[9])).type) << "it has its place";
+}
+
+void speak_for_others() {
+    csh_startup how = startup();
+    how.skip_interface = true;
+    how.ready = nullptr;
+    how.socket_group = k_nobody;
+    bystander(false, [] {}); // there is such a user, who is in the group
+    const server running(how);
+    bystander(false, [] {
+        client c;
+        const pid_t own = ::getpid();
+        for (const int32_t type : {k_csh_register, k_csh_execute, k_csh_release_busy, k_csh_auxiliary, 10}) {
+            const csh_message reply = c.exchange(request(type, "print lost", ::getppid()));
+            EXPECT_EQ(0, reply.type) << type;
+            EXPECT_STREQ("print lost", reply.text);
+        }
+        EXPECT_EQ(0, c.exchange(request(k_csh_execute, "print lost", own), 4).type) << "names nobody";
+        EXPECT_FALSE(fs::exists("/tmp/ttyout-" + std::to_string(::getppid())));
+        std::ofstream("/tmp/ttyout-" + std::to_string(own)) << "";
+        EXPECT_EQ(1, c.exchange(request(k_csh_execute, "print mine", own)).type);
+        EXPECT_EQ("mine\n", content("/tmp/ttyout-" + std::to_string(own)));
+    });
 }
 
 void apply_addresses() {
@@ -296,16 +325,12 @@ void apply_addresses() {
         EXPECT_TRUE(content("/tmp/steps").ends_with("up\nkill -SIGUSR1 `cat /var/run/udhcpc.pid`\n"));
         EXPECT_EQ("", content("/tmp/said"));
     }
-    fs::remove("/tmp/csh_serv");
-    fs::create_directory("/tmp/csh_serv"); // no socket can be made, and the server goes on
     how.uses_dhcp = nullptr;
     how.apply_static_address = [] { note_step("static"); };
-    const server without_socket(how);
-    for (int i = 0; i < 10000 && !content("/tmp/steps").ends_with("static\n"); i++) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
+    const server running(how);
+    client c;
+    EXPECT_EQ(1, c.exchange(request(99)).type);
     EXPECT_TRUE(content("/tmp/steps").ends_with("up\nstatic\n"));
-    EXPECT_EQ("chan create fail\n", content("/tmp/said"));
 }
 
 void refuse_planted_files() {
@@ -320,20 +345,43 @@ void refuse_planted_files() {
     ASSERT_EQ(0, ::mkfifo("/tmp/ttyout-3", 0600));
     fs::create_directory("/tmp/ttyout-4");
     fs::create_symlink("/tmp/missing", "/tmp/ttyout--5");
-    for (const int32_t pid : {1, 2, 3, 4, -5}) {
+    std::ofstream("/tmp/ttyout-6") << "kept";
+    const bool is_others = ::chown("/tmp/ttyout-6", k_nobody, k_nobody) == 0;
+    for (const int32_t pid : {1, 2, 3, 4, -5, 6}) {
         const csh_message reply = c.exchange(request(k_csh_execute, "print lost", pid));
         EXPECT_EQ(1, reply.type) << pid;
         EXPECT_EQ(0, reply.result2) << pid;
     }
     EXPECT_EQ("kept", content("/tmp/victim"));
+    EXPECT_TRUE(!is_others || content("/tmp/ttyout-6") == "kept");
     EXPECT_FALSE(fs::exists("/tmp/missing"));
 }
 
 TEST(CshServer, ServesEveryRequest) { with_private({"/tmp", "/var"}, serve_everything); }
 TEST(CshServer, StatusesHoldTheShellAndLetItGo) { with_private({"/tmp", "/var"}, hold_the_shell); }
 TEST(CshServer, AnEleventhClientNeedsOneThatIsGone) { with_private({"/tmp", "/var"}, register_clients); }
+TEST(CshServer, AMessageIsItsSenders) { with_private({"/tmp", "/var"}, speak_for_others); }
 TEST(CshServer, TheAddressIsRenewedOrSet) { with_private({"/tmp", "/var"}, apply_addresses); }
 TEST(CshServer, PlantedOutputFilesLeadNowhere) { with_private({"/tmp", "/var"}, refuse_planted_files); }
+
+void reply_to_itself() {
+    std::array<unique_fd, 2> ends;
+    for (size_t i = 0; i < ends.size(); i++) {
+        ends[i] = unique_fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(0, local_bind(ends[i].get(), i == 0 ? "/tmp/serv" : "/tmp/client", k_no_group));
+    }
+    ASSERT_EQ(0, local_connect(ends[1].get(), "/tmp/serv"));
+    const csh_message message = request(99);
+    ASSERT_EQ(572, ::send(ends[1].get(), &message, sizeof message, 0));
+    fs::remove("/tmp/client");
+    fs::create_symlink("/tmp/serv", "/tmp/client");
+    servMessageDispatcher(ends[0].get());
+    servMessageDispatcher(ends[0].get());
+    csh_message again;
+    EXPECT_EQ(-1, ::recv(ends[0].get(), &again, sizeof again, MSG_DONTWAIT)) << "answers itself for ever";
+}
+
+TEST(CshServer, DoesNotAnswerItself) { with_private({"/tmp"}, reply_to_itself); }
 
 TEST(CshServer, AReplyThatCannotBeSentIsDropped) {
     int ends[2];

@@ -4,7 +4,6 @@
 #include <array>
 #include <gmock/gmock.h>
 #include <limits>
-#include <random>
 #include <utility>
 #include <vector>
 
@@ -110,6 +109,11 @@ std::vector<call> model(int32_t port, dot1x_port &p, int32_t event, dot1x_settin
     return calls;
 }
 
+static_assert([] {
+    dot1x_port fresh;
+    return fresh == dot1x_port{};
+}());
+
 class Backend : public testing::Test {
 protected:
     void SetUp() override {
@@ -125,33 +129,26 @@ protected:
 };
 
 TEST_F(Backend, EveryPairOfStateAndEventFollowsTheRules) {
+    s_settings[k_dot1x_ports] = {.maxReq = 3, .serverTimeout = 60};
     for (const uint16_t count : std::array<uint16_t, 5>{0, 1, 2, 3, 255}) {
         for (uint16_t authorised = 0; authorised <= 1; authorised++) {
             for (uint8_t state = BM_STATUS_REQUEST; state <= BM_STATUS_INITIALIZE; state++) {
                 for (int32_t event = -1; event <= 24; event++) {
-                    const dot1x_port &p = start(5, state, count, authorised);
+                    const int32_t port = event % 2 == 0 ? 1 : k_dot1x_ports;
+                    const dot1x_port &other = *dot1x_get_port(k_dot1x_ports + 1 - port);
+                    const dot1x_port other_before = other;
+                    const dot1x_port &p = start(port, state, count, authorised);
                     dot1x_port expected = p;
-                    const std::vector<call> calls = model(5, expected, event, s_settings[5]);
-                    backend_SM_transition(5, event);
-                    ASSERT_TRUE(expected == p && calls == s_calls)
+                    const std::vector<call> calls =
+                        model(port, expected, event, s_settings[static_cast<size_t>(port)]);
+                    backend_SM_transition(port, event);
+                    ASSERT_TRUE(expected == p && calls == s_calls && other_before == other)
                         << "state " << int{state} << " event " << event << " count " << count
                         << " authorised " << authorised;
                 }
             }
         }
     }
-}
-
-TEST_F(Backend, RequestCountWrapsAt256) {
-    s_settings[1].maxReq = 1000;
-    const dot1x_port &p = start(1, BM_STATUS_RESPONSE, 0, 0);
-    backend_SM_transition(1, e_aReq);
-    for (int sent = 1; sent <= 255; sent++) {
-        ASSERT_EQ(sent, p.reqCount);
-        backend_SM_transition(1, e_aWhile);
-    }
-    EXPECT_EQ(0, p.reqCount);
-    EXPECT_EQ(BM_STATUS_REQUEST, p.bm_status);
 }
 
 TEST_F(Backend, TransitionFromWithinANotificationIsOverwrittenByIdle) {
@@ -209,34 +206,6 @@ TEST_F(Backend, DebugLinesNameEventStateAndEntryAction) {
         s_debug = false;
         backend_SM_transition(3, c.event);
         EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::MatchesRegex(expected));
-    }
-}
-
-TEST_F(Backend, TwelvePortsAtRandomAgreeWithThePlainModel) {
-    // NOLINTNEXTLINE(cert-msc32-c,cert-msc51-cpp): the seed is fixed so that a failure repeats
-    std::mt19937 random(20240229);
-    const auto below = [&](unsigned limit) { return static_cast<uint16_t>(random() % limit); };
-    std::array<dot1x_port, k_dot1x_ports + 1> models{};
-    for (int32_t port = 1; port <= k_dot1x_ports; port++) {
-        *dot1x_get_port(port) = {};
-        s_settings[static_cast<size_t>(port)] = {below(5), below(60)};
-    }
-    for (int step = 0; step < 10000; step++) {
-        const int32_t port = 1 + below(k_dot1x_ports);
-        dot1x_port &expected = models[static_cast<size_t>(port)];
-        dot1x_port &p = *dot1x_get_port(port);
-        p.idFromServer = expected.idFromServer = static_cast<uint8_t>(below(256));
-        p.portStatus = expected.portStatus = below(2);
-        p.aReq = expected.aReq = static_cast<uint8_t>(below(2));
-        // Mostly the events that lead somewhere, else the ports would sit in idle.
-        const int32_t event = below(8) == 0 ? below(25) : 17 + below(6);
-        const std::vector<call> calls = model(port, expected, event, s_settings[static_cast<size_t>(port)]);
-        s_calls.clear();
-        backend_SM_transition(port, event);
-        ASSERT_TRUE(calls == s_calls) << "step " << step;
-        for (int32_t every = 1; every <= k_dot1x_ports; every++) {
-            ASSERT_TRUE(models[static_cast<size_t>(every)] == *dot1x_get_port(every)) << "step " << step;
-        }
     }
 }
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <numeric>
+#include <sys/mount.h>
 
 TEST_F(IpcServer, ARequestIsAnsweredByTheClientOfItsRoute) {
     const peer other(4);
@@ -83,15 +84,17 @@ TEST_F(IpcServer, ARequestThatWasGivenUpIsNotSentLater) {
     EXPECT_EQ(one_way(1, 258, 1), other.receive_message());
     guest.close(); // releases it
     first.join();
+    const peer client(5);
     std::thread second([] {
         octets none;
         EXPECT_EQ(0, request(5, 300, {2}, none));
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    const peer client(5);
     EXPECT_EQ(message({5, 300, 0, 3}, {2}), client.receive_message());
     client.send(message(response_to(5, 300, 0), {}));
     second.join();
+    EXPECT_EQ(k_ipc_status_unanswered, request(6, 300)); // when the first one's turn is over, too
+    other.send(one_way(5, 254, 44));
+    EXPECT_EQ(one_way(5, 254, 44), client.receive_message());
 }
 
 TEST_F(IpcServer, AnAnswerThatComesLateIsNotTheNextRequests) {
@@ -138,6 +141,31 @@ TEST_F(IpcServer, AClientsRequestIsAnsweredOnceByALocalResponse) {
     protoipc_send_request(&header, payload.data(), 2, nullptr, 0); // nobody waits: refused, at once
     client.send(message({5, 253, k_ipc_kind_one_way, 0}, octets(16, 3)));
     EXPECT_EQ(message({5, 253, k_ipc_kind_one_way, 0}, octets(16, 3)), client.receive_message());
+}
+
+TEST_F(IpcServer, WhatAClientBookedGivesWayToTheProcessAndGoesWithTheClient) {
+    const peer client(5);
+    peer stranger(0);
+    for (const uint16_t command : {uint16_t{100}, uint16_t{300}}) {
+        stranger.send(message({5, command, k_ipc_kind_request, 3}, {1}));
+    }
+    const auto await_relay = [&](const peer &source) {
+        source.send(one_way(5, 254, 44));
+        EXPECT_EQ(one_way(5, 254, 44), client.receive_message());
+    };
+    await_relay(stranger); // both are booked
+    std::thread responder([&] {
+        EXPECT_EQ(message({5, 300, k_ipc_kind_request, 3}, {}), client.receive_message());
+        client.send(message(response_to(5, 300, 0), {}));
+    });
+    EXPECT_EQ(0, request(5, 300));
+    responder.join();
+    stranger.close();
+    await_relay(client); // in the pass that finds it closed, or in a later one
+    await_relay(client);
+    ipc_header header = response_to(5, 100, 0);
+    protoipc_send_request(&header, nullptr, 0, nullptr, 0); // nobody waits
+    await_relay(client);
 }
 
 TEST_F(IpcServer, WhatCannotBeSentIsRefusedAtOnce) {
@@ -228,6 +256,7 @@ TEST_F(IpcServer, WrappersSendTheirBlocks) {
 TEST(IpcStart, AFailedStartIsNotTriedAgain) {
     ASSERT_TRUE(with_empty_directories({"/tmp"}));
     ASSERT_TRUE(std::filesystem::create_directory("/tmp/ipc_web_gui_addr"));
+    ASSERT_EQ(0, ::mount("tmpfs", "/tmp/ipc_web_gui_addr", "tmpfs", 0, nullptr)); // it cannot be moved
     EXPECT_EQ(-1, ipc_web_start());
     EXPECT_TRUE(logged("4", "Can't bind to stream socket: "));
     EXPECT_TRUE(logged("4", "proto_ipc can't provice full functionality due to above error"));

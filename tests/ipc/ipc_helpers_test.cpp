@@ -1,9 +1,10 @@
+#include "lib/base/log.h"
 #include "lib/ipc/ipc_hash.h"
 #include "lib/ipc/ipc_list.h"
-#include "lib/ipc/ipc_log.h"
 #include "tests/support/syslog_capture.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -34,7 +35,9 @@ TEST(IpcLog, EveryPriorityArrivesUnderTheIdent) {
     }
 }
 
-TEST(IpcLog, ThreadsNeverWriteWithoutTheIdent) {
+TEST(IpcLog, LinesOfManyThreadsComeWholeAndNotFasterThanTheLimit) {
+    constexpr auto k_rest = std::chrono::microseconds(350 * 1000000 / 450); // behind the burst, at the rate
+    const auto start = std::chrono::steady_clock::now();
     const auto write_many = [] {
         for (int i = 0; i < 200; ++i) {
             ipc_log_info("line");
@@ -43,7 +46,10 @@ TEST(IpcLog, ThreadsNeverWriteWithoutTheIdent) {
     std::thread other(write_many);
     write_many();
     other.join();
-    for (const syslog_line &line : syslog_take()) {
+    const std::vector<syslog_line> lines = syslog_take();
+    EXPECT_EQ(400U, lines.size());
+    EXPECT_GE(std::chrono::steady_clock::now() - start, k_rest);
+    for (const syslog_line &line : lines) {
         ASSERT_EQ("zop_serv", line.ident);
     }
 }

@@ -3,6 +3,7 @@
 #include "tests/ipc/ipc_peer.h"
 
 #include <atomic>
+#include <deque>
 #include <random>
 #include <sys/resource.h>
 
@@ -202,16 +203,80 @@ TEST_F(IpcServer, HellosAreLoggedAndThoseOfNoRouteIgnored) {
     EXPECT_TRUE(logged("5", "says hello with non exist protocol id \"0\"."));
 }
 
-TEST_F(IpcServer, AClientThatDoesNotReadLosesNothing) {
+octets large(size_t number) { return octets(60000, static_cast<uint8_t>(number)); }
+constexpr size_t k_large_size = k_ipc_header_size + 60000;
+
+TEST_F(IpcServer, AClientThatDoesNotReadLosesNothingUntilItIsClosedForIt) {
+    ASSERT_EQ(8U << 20, ipc_get_settings().client_queue_bytes);
+    constexpr size_t k_kept = (8U << 20) / k_large_size; // whatever its socket takes of them
     const peer client(5);
-    constexpr size_t k_messages = 60;
-    for (size_t i = 0; i < k_messages; i++) {
-        send_one_way(5, 100, octets(60000, static_cast<uint8_t>(i)));
+    for (size_t i = 0; i < k_kept; i++) {
+        send_one_way(5, 100, large(i));
     }
-    for (size_t i = 0; i < k_messages; i++) {
-        ASSERT_EQ(message({5, 100, k_ipc_kind_one_way, 0}, octets(60000, static_cast<uint8_t>(i))),
-                  client.receive_message());
+    for (size_t i = 0; i < k_kept; i++) {
+        ASSERT_EQ(message({5, 100, k_ipc_kind_one_way, 0}, large(i)), client.receive_message());
     }
+    std::atomic<bool> given_up = false;
+    std::thread requester([&] {
+        EXPECT_EQ(k_ipc_status_unanswered, request(5, 300));
+        given_up = true;
+    });
+    EXPECT_FALSE(client.receive_message().empty()); // and no answer to it
+    for (size_t i = 0; i < 2 * k_kept && !given_up; i++) {
+        send_one_way(5, 100, large(i));
+    }
+    requester.join();
+    EXPECT_TRUE(logged("4", "more than 8388608 bytes wait to be read"));
+}
+
+TEST_F(IpcServer, WhenTooMuchWaitsForAllTheOneWithTheMostIsClosed) {
+    ipc_get_settings().all_queues_bytes = 2U << 20; // nobody is connected yet
+    const peer hog(5);
+    const peer other(4);
+    constexpr size_t k_few = 20;
+    constexpr size_t k_most = (2U << 20) / k_large_size;
+    for (size_t i = 0; i < k_most; i++) {
+        send_one_way(5, 100, large(i));
+    }
+    for (size_t i = 0; i < k_few; i++) {
+        send_one_way(4, 100, large(i));
+    }
+    EXPECT_TRUE(logged("4", "more than 2097152 bytes wait to be read"));
+    for (size_t i = 0; i < k_few; i++) {
+        ASSERT_EQ(message({4, 100, k_ipc_kind_one_way, 0}, large(i)), other.receive_message());
+    }
+    size_t received = 0;
+    while (!hog.receive_message().empty()) {
+        received++;
+    }
+    EXPECT_LT(received, k_most);
+    // What waited for it is counted no more: as much may wait for the next one.
+    const peer next(5);
+    for (size_t i = 0; i < k_most; i++) {
+        send_one_way(5, 100, large(i));
+    }
+    for (size_t i = 0; i < k_most; i++) {
+        ASSERT_EQ(message({5, 100, k_ipc_kind_one_way, 0}, large(i)), next.receive_message());
+    }
+}
+
+TEST_F(IpcServer, OneClientTooManyIsTurnedAway) {
+    const peer served(5);
+    std::deque<peer> others;
+    while (others.size() < 63) {
+        others.emplace_back(uint8_t{0});
+    }
+    const peer refused(0);
+    EXPECT_TRUE(refused.is_closed());
+    EXPECT_TRUE(logged("4", "Can't serve proto_ipc socket: there are 64 clients"));
+    others.pop_back();
+    served.send(one_way(5, 254, 44)); // when this comes back for the second time, that has been noticed
+    EXPECT_EQ(one_way(5, 254, 44), served.receive_message());
+    served.send(one_way(5, 254, 44));
+    EXPECT_EQ(one_way(5, 254, 44), served.receive_message());
+    const peer next(4);
+    send_one_way(4, 100, {});
+    EXPECT_FALSE(next.receive_message().empty());
 }
 
 #if defined(__has_feature)
@@ -247,7 +312,7 @@ TEST_F(IpcServer, ManyClientsComeAndGoUnderLoad) {
     std::atomic<bool> stop = false;
     std::atomic<uint32_t> answered = 0;
     std::vector<std::thread> threads;
-    for (uint8_t i = 0; i < 64; i++) {
+    for (uint8_t i = 0; i < 32; i++) { // each is a client, and perhaps one more that is about to go
         threads.emplace_back(come_and_go, i, std::ref(stop));
     }
     std::vector<std::thread> senders;

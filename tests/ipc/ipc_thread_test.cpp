@@ -20,6 +20,7 @@ namespace {
 using texts = std::vector<std::string>;
 
 constexpr int64_t k_no_limit = -1;
+constexpr int k_go_on = -2; // as an answer: the real select is called now
 std::function<int(int descriptors, int64_t timeout_us)> s_on_select; // answers select where it is given
 
 texts s_ran; // what ran, by the names in the tasks' arguments
@@ -64,8 +65,9 @@ int count_down(::thread *task) {
 
 extern "C" int select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds, timeval *timeout) {
     const int64_t us = timeout != nullptr ? timeval_elapsed_us(*timeout, {}) : k_no_limit;
-    if (s_on_select) {
-        return s_on_select(nfds, us);
+    const int answer = s_on_select ? s_on_select(nfds, us) : k_go_on;
+    if (answer != k_go_on) {
+        return answer;
     }
     timespec wait{};
     wait.tv_sec = static_cast<time_t>(us / 1000000);
@@ -179,6 +181,7 @@ TEST_F(Scheduler, CancelTakesBackFromEveryState) {
     }
     EXPECT_EQ(0U, m->read.count + m->write.count + m->timer.count + m->event.count + m->background.count);
     EXPECT_FALSE(waits_for_pipe());
+    thread_cancel(nullptr); // as whoever forgets a task sets it to null
 
     ::thread *ready = thread_add_read(m, note, nullptr, fds[0]);
     thread_add_event(m, note, name("event"), 0);
@@ -252,6 +255,21 @@ TEST_F(Scheduler, InterruptedWaitRunsTheHandlerAndKeepsItsLimit) {
     ipc_signal_process();
     ASSERT_EQ(2U, waits.size());
     EXPECT_EQ(waits[0], waits[1]);
+}
+
+TEST_F(Scheduler, ASignalJustBeforeTheWaitIsNotLeftUntilItsEnd) {
+    static scheduler_master *s_master = m;
+    ASSERT_EQ(0,
+              ipc_signal_catch(SIGUSR1, [](int) { thread_add_timer(s_master, note, name("handler"), 0); }));
+    thread_add_timer(m, note, name("timer"), 30);
+    s_on_select = [raised = false](int, int64_t) mutable { // behind the pass's look at the signals
+        return std::exchange(raised, true) || raise(SIGUSR1) == 0 ? k_go_on : -1;
+    };
+    EXPECT_EQ(texts{"handler"}, run(1));
+    thread_cancel(m->timer.head); // now nothing else ends the wait
+    std::thread other([] { raise(SIGUSR1); });
+    EXPECT_EQ(texts{"handler"}, run(1));
+    other.join();
 }
 
 TEST_F(Scheduler, DeferredHandlersRunOnceInNumberOrder) {

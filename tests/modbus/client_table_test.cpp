@@ -1,4 +1,5 @@
-#include "modbus/porttcp.h"
+#include "modbus/client_table.h"
+#include "modbus/mbevent.h"
 
 #include <gtest/gtest.h>
 

@@ -111,6 +111,11 @@ TEST_F(Identity, APlantedSerialFileIsNotFollowed) {
 TEST_F(Identity, ChildrenThatFetchAtTheSameTimeAllGetIt) {
     m_switch.set_serial("SN-12345");
     init();
+    for (const auto &descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code closed; // the iterator's own
+        const std::string file = std::filesystem::read_symlink(descriptor, closed).string();
+        EXPECT_FALSE(file.starts_with("/var/tmp/serial")) << "their lock keeps the file system busy";
+    }
     std::vector<pid_t> children;
     for (int i = 0; i < 8; i++) {
         const pid_t pid = ::fork();

@@ -1,5 +1,6 @@
 #include "modbus/mb.h"
 #include "modbus/startup.h"
+#include "tests/support/eventually.h"
 #include "tests/support/modbus_client.h"
 #include "tests/support/private_mounts.h"
 #include "tests/support/slave_process.h"
@@ -33,17 +34,6 @@ std::string content(const std::string &path) {
     std::ostringstream text;
     text << std::ifstream(path).rdbuf();
     return text.str();
-}
-
-bool eventually(const std::function<bool()> &condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
 }
 
 /// Runs daemonise; the detached process says that it got through by a file and waits to be ended.
@@ -86,6 +76,17 @@ int64_t threads_beside_the_tests() {
     const int64_t count = thread_count() - 1;
     counted.set_value();
     first.join();
+    return count;
+}
+
+/// How often a thread of this process has waited.
+int64_t waits_of(pid_t thread) {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+    std::string word;
+    while (status >> word && word != "voluntary_ctxt_switches:") {
+    }
+    int64_t count = -1;
+    status >> count;
     return count;
 }
 
@@ -209,6 +210,30 @@ TEST(PollThread, KeepsTheRunStateAndIsReplacedWhenItEnds) {
         EXPECT_FALSE(start_poll_thread());
         EXPECT_EQ(own_threads + 1, thread_count());
         EXPECT_TRUE(eventually([] { return mb_enable() == k_mb_illegal_state; })); // it has enabled the stack
+    });
+}
+
+TEST(PollThread, ItsSupervisorSleepsUntilItEnds) {
+    in_fresh_process([] {
+        ASSERT_EQ(k_mb_ok, mb_tcp_init(free_port()));
+        std::promise<pid_t> id;
+        std::thread([&] {
+            id.set_value(::gettid());
+            supervise_poll_thread();
+        }).detach();
+        const pid_t supervisor = id.get_future().get();
+        ASSERT_TRUE(eventually([] { return get_run_state() == k_run_polling; }));
+        int64_t before = -1;
+        int64_t after = 0;
+        ASSERT_TRUE(eventually([&] { // it may be in its first pause still
+            before = waits_of(supervisor);
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            after = waits_of(supervisor);
+            return before == after;
+        })) << before
+            << ' ' << after;
+        set_run_state(k_run_idle);
+        EXPECT_TRUE(eventually([] { return get_run_state() == k_run_polling; })) << "by the next thread";
     });
 }
 

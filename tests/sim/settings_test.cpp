@@ -136,6 +136,7 @@ TEST(Settings, ValuesAtTheirLimits) {
         {"time.status", "2147483648", nullptr},
         {"rtc.year", "2024", nullptr},
         {"power.main", "under-voltage", "under-voltage"},
+        {"power.main", "ok", "good"},
         {"power.main", "3", nullptr},
         {"fault.mtd1", "111", "111"},
         {"fault.mtd1", "4097", nullptr},

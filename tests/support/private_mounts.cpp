@@ -1,6 +1,10 @@
 #include "tests/support/private_mounts.h"
 
+#include "lib/base/unique_fd.h"
+
 #include <algorithm>
+#include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <sched.h>
 #include <string>
@@ -21,6 +25,23 @@ bool become_root() {
            write_file("/proc/self/uid_map", user) && write_file("/proc/self/gid_map", group);
 }
 
+/// Mounts an empty file system; the build's folder, which holds "bin" with this program, stays where it is.
+bool empty_directory(const std::string &directory) {
+    std::error_code error;
+    const std::string build =
+        std::filesystem::read_symlink("/proc/self/exe", error).parent_path().parent_path();
+    const unique_fd before(::open(build.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (::mount("tmpfs", directory.c_str(), "tmpfs", 0, nullptr) != 0) {
+        return false;
+    }
+    if (!build.starts_with(directory + "/")) {
+        return true;
+    }
+    std::filesystem::create_directories(build, error); // what fails here fails in the mount
+    const std::string seen = "/proc/self/fd/" + std::to_string(before.get());
+    return ::mount(seen.c_str(), build.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0;
+}
+
 } // namespace
 
 bool with_empty_directories(std::initializer_list<const char *> directories) {
@@ -28,7 +49,5 @@ bool with_empty_directories(std::initializer_list<const char *> directories) {
         ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         return false;
     }
-    return std::all_of(directories.begin(), directories.end(), [](const char *directory) {
-        return ::mount("tmpfs", directory, "tmpfs", 0, nullptr) == 0;
-    });
+    return std::all_of(directories.begin(), directories.end(), empty_directory);
 }

@@ -1,5 +1,7 @@
 #include "tests/support/syslog_capture.h"
 
+#include "lib/base/log.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -8,6 +10,7 @@
 namespace {
 
 constexpr size_t k_line_size = 4096;
+constexpr int32_t k_patience_ms = 30000;
 
 std::mutex &s_mutex = *new std::mutex; // guards all below
 syslog_line &s_open = *new syslog_line;
@@ -29,6 +32,7 @@ void record(int priority, const char *text) {
 } // namespace
 
 std::vector<syslog_line> syslog_take() {
+    ipc_log_flush(k_patience_ms);
     const std::lock_guard<std::mutex> guard(s_mutex);
     return std::exchange(s_lines, {});
 }

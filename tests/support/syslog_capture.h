@@ -14,7 +14,7 @@ struct syslog_line {
     std::string text;
 };
 
-/// Takes what was logged since the last call.
+/// Takes what was logged since the last call, by calls that have returned.
 std::vector<syslog_line> syslog_take();
 
 /// The texts alone of syslog_take, each behind its priority: "4 text".

@@ -29,8 +29,9 @@ void write_lines(const std::string &path, const std::vector<std::string> &lines)
 /// A simulated switch with the daemon on it, on a port the kernel chose.
 class daemon_on_switch {
 public:
+    /// `shell_line` starts it, as "$@"; empty: it is started itself.
     explicit daemon_on_switch(const std::vector<std::string> &settings = {}, int stdin_fd = -2,
-                              const std::string &port = "0") {
+                              const std::string &port = "0", const std::string &shell_line = "") {
         if (::mkdtemp(m_folder.data()) == nullptr) {
             std::abort();
         }
@@ -38,6 +39,9 @@ public:
         write_lines(scenario, settings);
         std::vector<std::string> arguments = {"run", "--state",    state(),  "--port",
                                               port,  "--scenario", scenario, "--"};
+        if (!shell_line.empty()) {
+            arguments.insert(arguments.end(), {"sh", "-c", shell_line, "sh"});
+        }
         for (const std::string &word : own_program("modbusd")) {
             arguments.push_back(word);
         }
@@ -223,6 +227,21 @@ TEST_F(Daemon, ServesWithAnyStandardInput) {
     }
 }
 
+TEST_F(Daemon, ServesWhateverItWasStartedWithout) {
+    // Without standard streams a socket would become one, and without SIGCHLD the ten places would not come
+    // back.
+    const daemon_on_switch daemon({"fault.device missing"}, -1, "0", R"(trap '' CHLD; exec "$@" >&- 2>&-)");
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    for (int served = 0; served < 12;) {
+        modbus_client client(daemon.port()); // refused, perhaps, while those that have left are not reaped
+        served += client.read(4, 1001, 1) == std::vector<uint16_t>{0xD8ED} ? 1 : 0;
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << served << " clients were served";
+    }
+    modbus_client aborting(daemon.port());
+    ASSERT_TRUE(aborting.send({0, 1, 0, 0, 0, 0, 17}));
+    EXPECT_TRUE(aborting.is_closed_by_peer()) << "instead of being told of it";
+}
+
 TEST_F(Daemon, StartUpMessagesComeOnceWhateverForks) {
     daemon_on_switch daemon({"fault.device missing", "fault.mtd1 missing", "fault.mtd4 short"});
     for (int i = 0; i < 3; i++) {
@@ -249,7 +268,8 @@ TEST_F(Daemon, ATakenPortEndsItWithStatusOne) {
     }
     const command_result second = run_command(own_program("switchsim", arguments));
     EXPECT_EQ(1, second.status);
-    EXPECT_EQ("", second.output); // not even the identity was looked at
+    EXPECT_EQ("tcp_port_init: can't listen on TCP port 502! bind: Address already in use\r\n",
+              second.output); // not even the identity was looked at
 }
 
 TEST_F(Daemon, StartsAgainBesideClientsOfTheLastOne) {

@@ -3,6 +3,7 @@
 #include "lib/time/sntp_record.h"
 #include "sim/state_file.h"
 #include "tests/support/child_process.h"
+#include "tests/support/eventually.h"
 #include "tests/support/modbus_client.h"
 #include "tests/support/private_network.h"
 #include "tests/support/private_scenario.h"
@@ -29,17 +30,6 @@ using values = std::vector<uint16_t>;
 words operator+(words left, const words &right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;
-}
-
-bool eventually(const std::function<bool()> &condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return true;
 }
 
 /// A folder for a state file, and the control program told to use it.
@@ -104,11 +94,16 @@ TEST_F(Switchsim, ChangesReachTheRegistersOfTheDaemonAtOnce) {
     EXPECT_EQ((values{1, 7}), client.read(4, 1258, 2));
     // Nothing is changed when one of several is wrong.
     const command_result wrong = set({"port.3.word.5", "8", "port.3.link", "sideways"});
-    EXPECT_EQ(1, wrong.status);
+    EXPECT_EQ(2, wrong.status);
     EXPECT_THAT(wrong.output, HasSubstr("'sideways' is not one of down, up"));
     EXPECT_EQ(values{7}, client.read(4, 1259, 1));
     EXPECT_EQ(0, set({"port.3.link", "down"}).status);
     EXPECT_EQ(values{0}, client.read(4, 1259, 1));
+    EXPECT_EQ("port.3.word.5 7 # 0 in the registers: the link is down\n",
+              run_command(control("show") + words{"port.3.word.5"}).output);
+    EXPECT_THAT(run_command(control("show") + words{"alarm"}).output,
+                testing::AllOf(HasSubstr("alarm.link-down.3 off # on all the same: the link is down\n"),
+                               HasSubstr("alarm.word 2097152 # 2097664 with the links that are down\n")));
 
     EXPECT_EQ(0, fault({"24257/25", "fail"}));
     EXPECT_EQ(0, set({"port.4.word.5", "9"}).status);
@@ -157,7 +152,8 @@ TEST_F(Switchsim, ExitStatusIsTheProgramsAndWhatItLeftRunningIsEnded) {
     EXPECT_EQ(128 + SIGKILL, run_command(run + words{"sh", "-c", "kill -9 $$"}).status);
     EXPECT_EQ(127, run_command(run + words{"/nonexistent/program"}).status);
     EXPECT_EQ(126, run_command(run + words{"/dev/null"}).status);
-    EXPECT_EQ(125, run_command(run).status);
+    EXPECT_EQ(2, run_command(run).status);
+    EXPECT_EQ(2, run_command(run + words{"--nonsense", "true"}).status);
     // With SIGCHLD ignored, as some starters leave it.
     EXPECT_EQ(7,
               run_command(words{"env", "--ignore-signal=CHLD"} + run + words{"sh", "-c", "exit 7"}).status);

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 
@@ -212,6 +213,13 @@ TEST_F(TimeClient, ReplyWordsWriteTheClock) {
     }
     EXPECT_EQ(2024, on->clocks.year);
     EXPECT_EQ(58, on->clocks.minute);
+
+    // Where the date cannot be read there is none to write.
+    EXPECT_EQ(0, ::mount(nullptr, "/var/tmp", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr));
+    CaptureStdout();
+    EXPECT_EQ(-9, status_of_exchange());
+    EXPECT_EQ("sntp_read_date: /var/tmp/date.XXXXXX: Read-only file system!\n", GetCapturedStdout());
+    EXPECT_EQ(2U, on->clocks.writes);
 }
 
 TEST_F(TimeClient, HardwareClockGetsWhatDateGot) {
@@ -235,7 +243,9 @@ TEST_F(TimeClient, HardwareClockGetsWhatDateGot) {
                   GetCapturedStdout());
         *fault = 0;
     }
-    EXPECT_EQ(2024, sntp_read_date().year) << "the system's date is set without the hardware clock";
+    sntp_time now{};
+    EXPECT_EQ(0, sntp_read_date(&now));
+    EXPECT_EQ(2024, now.year) << "the system's date is set without the hardware clock";
 }
 
 TEST_F(TimeClient, FailsWithoutAnAddressOrAWay) {

@@ -1,15 +1,36 @@
 #include "lib/time/sntp_clock.h"
 
+#include "lib/base/result.h"
 #include "tests/time/own_machine.h"
 
+#include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
+
+constexpr const char *k_date_file = "/var/tmp/date.txt";
+constexpr const char *k_victim = "/var/tmp/victim";
+
+/// What another user may do, where there is one: takes the date file's name as often as it can.
+[[noreturn]] void plant_for_ever() {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ignore_result(::setuid(65534)); // in a user namespace there is nobody else
+    for (unsigned turn = 0;; turn++) {
+        ignore_result(turn % 3 == 0   ? ::symlink(k_victim, k_date_file)
+                      : turn % 3 == 1 ? ::mkfifo(k_date_file, 0666)
+                                      : ::mkdir(k_date_file, 0777));
+        ignore_result(std::remove(k_date_file)); // its own, but not the clock's
+    }
+}
 
 class Clock : public own_machine {
 protected:
@@ -65,32 +86,66 @@ TEST(MonthLength, HasNoCenturyRule) {
     EXPECT_EQ(29, sntp_month_length(2100, 2));
 }
 
-TEST_F(Clock, DateIsReadFromWhatDatePrints) {
+TEST_F(Clock, WhatIsNoDateLeavesTheClocksAlone) {
     const struct {
         const char *text;
-        sntp_time time;
+        sntp_time time; // all 0: no date
     } k_cases[] = {
         {"Thu Jan  1 00:00:00 UTC 1970", {1970, 1, 1, 0, 0, 0}},
-        {"Fri Dec 31 23:59:58 CEST 2027", {2027, 12, 31, 23, 59, 58}},
-        {"Fri Foo 31 23:59:58 UTC 2027", {2027, 0, 31, 23, 59, 58}},
-        {"Fri Dec 31", {0, 12, 31, 0, 0, 0}},
-        {"", {}},
-        {"Fri Dec 31 99999999999999999999:1:1 UTC 2027", {0, 12, 31, 999999999, 0, 0}},
+        {"Fri Dec 31 23:59:60 CEST 2027", {2027, 12, 31, 23, 59, 60}},
+        {"Fri Foo 31 23:59:58 UTC 2027", {}},
+        {"Fri Feb 30 23:59:58 UTC 2024", {}},
+        {"Fri Dec 31 24:00:00 UTC 2027", {}},
+        {"Fri Dec 31 06:00:00 PM CET 2027", {}},
+        {"Fri Dec 31 99999999999999999999:1:1 UTC 2027", {}},
         {"WeekdayWithoutAnyEndThatWouldRunOverItsRoom Dec 31 23:59:58 UTC 2027", {}},
+        {"", {}},
     };
     for (const auto &c : k_cases) {
         say_date(c.text);
-        const sntp_time time = sntp_read_date();
+        sntp_time time{};
+        testing::internal::CaptureStdout();
+        const bool is_date = c.time.year != 0;
+        EXPECT_EQ(is_date ? 0 : -1, sntp_read_date(&time)) << c.text;
         EXPECT_EQ(0, std::memcmp(&c.time, &time, sizeof time)) << c.text;
+        EXPECT_EQ(is_date ? "" : "sntp_read_date: date printed no date!\n",
+                  testing::internal::GetCapturedStdout());
     }
+    date_runs();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(-1, sntp_set_time(1, 2, 3));
+    EXPECT_EQ(-1, sntp_set_date(2031, 12, 7));
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ("\n\n", date_runs()) << "asked twice, never set";
 }
 
 TEST_F(Clock, PlantedFilesLeadNowhere) {
-    std::ofstream("/var/tmp/victim") << "kept";
-    std::filesystem::create_symlink("/var/tmp/victim", "/var/tmp/date.txt");
-    EXPECT_EQ(2024, sntp_read_date().year);
-    EXPECT_EQ(4U, std::filesystem::file_size("/var/tmp/victim"));
-    std::filesystem::remove("/var/tmp/date.txt");
-    ASSERT_EQ(0, ::mkfifo("/var/tmp/date.txt", 0600));
-    EXPECT_EQ(2024, sntp_read_date().year);
+    ::umask(0);
+    std::ofstream(k_victim) << "kept";
+    const pid_t attacker = ::fork();
+    if (attacker == 0) {
+        plant_for_ever();
+    }
+    testing::internal::CaptureStdout(); // a directory may be planted at the very moment
+    for (int i = 0; i < 60; i++) {
+        sntp_time time{};
+        EXPECT_EQ(0, sntp_read_date(&time));
+        EXPECT_EQ(2024, time.year);
+    }
+    ::kill(attacker, SIGKILL);
+    ::waitpid(attacker, nullptr, 0);
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(4U, std::filesystem::file_size(k_victim));
+
+    // The last thing planted may still be there; it is a directory now, with something in it.
+    std::filesystem::remove_all(k_date_file);
+    std::filesystem::create_directories(std::string(k_date_file) + "/full");
+    sntp_time time{};
+    EXPECT_EQ(0, sntp_read_date(&time));
+    struct stat left {};
+    EXPECT_EQ(0, ::lstat(k_date_file, &left));
+    EXPECT_EQ(mode_t{S_IFREG | 0644}, left.st_mode);
+    std::string text;
+    std::getline(std::ifstream(k_date_file), text);
+    EXPECT_EQ("Thu Feb 29 23:58:59 UTC 2024", text);
 }

@@ -1,5 +1,5 @@
+#include "lib/base/io.h"
 #include "lib/base/unique_fd.h"
-#include "lib/ipc/ipc_io.h"
 #include "tests/support/syslog_capture.h"
 
 #include <fcntl.h>

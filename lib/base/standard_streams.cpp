@@ -1,4 +1,4 @@
-#include "apps/common/standard_streams.h"
+#include "lib/base/standard_streams.h"
 
 #include "lib/base/result.h"
 

@@ -1,6 +1,6 @@
-#include "lib/ipc/ipc_io.h"
+#include "lib/base/io.h"
 
-#include "lib/ipc/ipc_log.h"
+#include "lib/base/log.h"
 
 #include <cerrno>
 #include <cstdint>
