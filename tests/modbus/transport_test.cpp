@@ -364,9 +364,10 @@ TEST_F(Transport, AReplyThatIsTakenInPartsHasOneTimeLimit) {
         ::close(listener);
         const uint16_t port = free_port();
         ASSERT_TRUE(tcp_port_init(port));
-        const int little = 4096;
+        const int little = 4096; // a reply does not fit into the two buffers: it is taken in parts
         ASSERT_EQ(0, ::setsockopt(listener, SOL_SOCKET, SO_SNDBUF, &little, sizeof little));
         modbus_client client(port);
+        ASSERT_EQ(0, ::setsockopt(client.fd(), SOL_SOCKET, SO_RCVBUF, &little, sizeof little));
         ASSERT_TRUE(tcp_port_accept());
         std::thread([&] {
             while (shared().shorter_waits < 3) {
