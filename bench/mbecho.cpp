@@ -1,14 +1,13 @@
 #include "apps/mbshow/mbap.h"
 #include "lib/base/bytes.h"
+#include "lib/base/parse_number.h"
 #include "lib/base/unique_fd.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <getopt.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -56,8 +55,7 @@ int listen_on(uint16_t port) {
 
 size_t number_in(const char *text, size_t min, size_t max) {
     size_t value = 0;
-    const auto [end, error] = std::from_chars(text, text + std::strlen(text), value);
-    if (error != std::errc() || *end != '\0' || value < min || value > max) {
+    if (!parse_number(text, min, max, &value)) {
         std::fprintf(stderr, "mbecho: not %zu to %zu: %s\n", min, max, text);
         std::exit(2);
     }

@@ -1,12 +1,11 @@
 #include "bench/load.h"
 #include "lib/base/mbap.h"
+#include "lib/base/parse_number.h"
 #include "modbus/mbmap.h"
 
-#include <charconv>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <getopt.h>
 #include <sched.h>
 
@@ -39,8 +38,7 @@ constexpr const char *k_help =
 
 template<typename T> T number_in(const char *text, T min, T max) {
     T value = min;
-    const auto [end, error] = std::from_chars(text, text + std::strlen(text), value);
-    if (error != std::errc() || *end != '\0' || value < min || value > max) {
+    if (!parse_number(text, min, max, &value)) {
         std::fprintf(stderr, "mbload: not a number that does: %s\n", text);
         exit_usage();
     }

@@ -1,7 +1,9 @@
 #include "modbus/mbident.h"
 
 #include "lib/base/bytes.h"
+#include "lib/base/plain_file.h"
 #include "lib/base/result.h"
+#include "lib/base/retry.h"
 #include "lib/base/unique_fd.h"
 #include "lib/sasi/sasi.h"
 
@@ -52,10 +54,8 @@ int32_t read_at(const char *path, off_t offset, int whence, std::span<uint8_t> b
     }
     size_t done = 0;
     while (done < bytes.size()) {
-        const ssize_t got = ::read(file.get(), bytes.data() + done, bytes.size() - done);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t got =
+            retry_interrupted([&] { return ::read(file.get(), bytes.data() + done, bytes.size() - done); });
         if (got <= 0) {
             return -1;
         }
@@ -96,16 +96,12 @@ void run_shell(const char *first, const char *second, const char *third) {
     ignore_result(std::system(command.data())); // what it did shows in the file
 }
 
-/// Opens the file the serial number was written to; a link or anything but a plain file that somebody put
-/// there is not followed.
+/// Opens the file the serial number was written to.
 std::FILE *open_serial_file() {
-    unique_fd fd(::open(k_serial_path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!fd.valid()) {
-        return nullptr;
-    }
-    std::FILE *file = ::fdopen(fd.get(), "r");
+    plain_file found = plain_file_open(k_serial_path, O_RDONLY);
+    std::FILE *file = found.fd.valid() ? ::fdopen(found.fd.get(), "r") : nullptr;
     if (file != nullptr) {
-        fd.release();
+        found.fd.release();
     }
     return file;
 }

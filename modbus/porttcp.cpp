@@ -3,6 +3,7 @@
 #include "lib/base/bytes.h"
 #include "lib/base/invariant.h"
 #include "lib/base/result.h"
+#include "lib/base/retry.h"
 #include "modbus/client_table.h"
 #include "modbus/fdset.h"
 #include "modbus/mbevent.h"
@@ -96,10 +97,9 @@ bool take_request() {
 /// Waits for bytes of the client and takes what is there. Ends the process when the peer has gone or is
 /// silent for too long.
 void receive_input() {
-    ssize_t got = -1;
-    do { // stopped and continued: a socket with a time-out is interrupted by that
-        got = ::recv(s_client_socket, &s_input[s_input_held], s_input.size() - s_input_held, 0);
-    } while (got < 0 && errno == EINTR);
+    // Stopped and continued: a socket with a time-out is interrupted by that.
+    const ssize_t got = retry_interrupted(
+        [] { return ::recv(s_client_socket, &s_input[s_input_held], s_input.size() - s_input_held, 0); });
     if (got <= 0) {
         end_child();
     }
@@ -146,10 +146,7 @@ bool wait_for_room(int64_t &deadline_ms) {
 
 void reap_children() {
     while (s_client_count > 0) {
-        const pid_t pid = ::waitpid(-1, nullptr, WNOHANG);
-        if (pid < 0 && errno == EINTR) {
-            continue;
-        }
+        const pid_t pid = retry_interrupted([] { return ::waitpid(-1, nullptr, WNOHANG); });
         if (pid <= 0) {
             break; // none has ended, or (ECHILD) there is none
         }

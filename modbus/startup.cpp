@@ -1,7 +1,7 @@
 #include "modbus/startup.h"
 
+#include "lib/base/plain_file.h"
 #include "lib/base/result.h"
-#include "lib/base/unique_fd.h"
 #include "modbus/mb.h"
 
 #include <cerrno>
@@ -161,16 +161,13 @@ void daemonise() {
 }
 
 void log_line(const char *path, const char *text) {
-    // Runs in a signal handler, and appends in a directory where anybody may have left a link: no stdio,
-    // nothing but a plain file of one name.
-    const unique_fd file(
-        ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, k_log_file_mode));
-    struct stat info = {};
-    if (!file.valid() || ::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink != 1) {
+    // Runs in a signal handler: no stdio.
+    const plain_file file = plain_file_open(path, O_WRONLY | O_APPEND | O_CREAT, k_log_file_mode);
+    if (!file.fd.valid()) {
         return;
     }
     const iovec line[] = {{const_cast<char *>(text), std::strlen(text)}, {const_cast<char *>("\n"), 1}};
-    ignore_result(::writev(file.get(), line, std::size(line))); // there is nowhere to report it to
+    ignore_result(::writev(file.fd.get(), line, std::size(line))); // there is nowhere to report it to
 }
 
 void on_signal(int signal_number) {

@@ -5,6 +5,7 @@
 // to other symbols, and with fortification they are inline functions already.
 
 #include "lib/base/mbap.h"
+#include "lib/base/parse_number.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 #include "lib/time/sntp_record.h"
@@ -252,14 +253,13 @@ int32_t port_override() {
     if (text == nullptr || *text == '\0') {
         return -1;
     }
-    char *end = nullptr;
-    const long port = std::strtol(text, &end, 10);
-    if (*end != '\0' || port < 0 || port > UINT16_MAX) {
+    uint16_t port = 0;
+    if (!parse_number(text, &port)) {
         constexpr char k_complaint[] = "switchsim: SWITCHSIM_PORT is not a port number 0..65535\n";
         ignore_result(::write(STDERR_FILENO, k_complaint, sizeof k_complaint - 1));
         ::_exit(1);
     }
-    return static_cast<int32_t>(port);
+    return port;
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "sim/scenario.h"
 
-#include <charconv>
+#include "lib/base/parse_number.h"
 
 namespace {
 
@@ -25,9 +25,7 @@ std::string_view take_word(std::string_view &rest) {
 
 bool parse_seconds(std::string_view text, double least, uint64_t &nanoseconds) {
     double seconds = 0;
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
-    if (error != std::errc() || stop != end || !(seconds >= least && seconds <= k_longest_s)) {
+    if (!parse_number(text, least, k_longest_s, &seconds)) {
         return false;
     }
     nanoseconds = static_cast<uint64_t>(seconds * k_second_ns);

@@ -1,9 +1,10 @@
 #include "sim/settings.h"
 
+#include "lib/base/parse_number.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
-#include <charconv>
 #include <cstring>
 
 namespace {
@@ -107,12 +108,10 @@ const sim_setting *find_setting(std::string_view name, name_match &match, std::s
 // ---- values
 
 /// A whole decimal number, or a hexadecimal one behind "0x".
-template<typename T> bool parse_number(std::string_view text, T &number) {
+template<typename T> bool parse_value(std::string_view text, T &number) {
     const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
     text.remove_prefix(hexadecimal ? 2 : 0);
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number, hexadecimal ? 16 : 10);
-    return error == std::errc() && stop == end;
+    return parse_number(text, &number, hexadecimal ? 16 : 10);
 }
 
 bool parse_named(const sim_setting &setting, std::string_view text, uint64_t &number) {
@@ -122,7 +121,7 @@ bool parse_named(const sim_setting &setting, std::string_view text, uint64_t &nu
             return true;
         }
     }
-    return setting.kind != sim_kind::bits && parse_number(text, number) && number <= setting.limit;
+    return setting.kind != sim_kind::bits && parse_value(text, number) && number <= setting.limit;
 }
 
 bool parse_text(const sim_setting &setting, std::string_view text, sim_value &value) {
@@ -150,7 +149,7 @@ bool parse_words(const sim_setting &setting, std::string_view text, sim_value &v
     }
     for (size_t i = 0; i < setting.limit; i++) {
         const size_t comma = text.find(',');
-        if (!parse_number(text.substr(0, comma), value.words[i])) {
+        if (!parse_value(text.substr(0, comma), value.words[i])) {
             return false;
         }
         if (comma == std::string_view::npos) {
@@ -166,9 +165,7 @@ bool parse_address(std::string_view text, uint64_t &address) {
     address = 0;
     for (size_t i = 0; i < 6 && text.size() == k_length; i++) {
         uint8_t byte = 0;
-        const char *pair = text.data() + 3 * i;
-        const auto [stop, error] = std::from_chars(pair, pair + 2, byte, 16);
-        if (error != std::errc() || stop != pair + 2 || (i < 5 && *stop != ':')) {
+        if (!parse_number(text.substr(3 * i, 2), &byte, 16) || (i < 5 && text[3 * i + 2] != ':')) {
             return false;
         }
         address = (address << 8) | byte;
@@ -178,7 +175,7 @@ bool parse_address(std::string_view text, uint64_t &address) {
 
 bool parse_integer(std::string_view text, uint64_t &number) {
     int32_t integer = 0;
-    const bool parsed = parse_number(text, integer);
+    const bool parsed = parse_value(text, integer);
     number = static_cast<uint32_t>(integer);
     return parsed;
 }
@@ -200,9 +197,9 @@ bool parse_fault(std::string_view text, sim_request_fault &fault) {
         const std::string_view part = text.substr(0, comma);
         if (part == "fail") {
             fault.what |= k_sim_fault_fail;
-        } else if (part.starts_with("code=") && parse_number(part.substr(5), fault.return_code)) {
+        } else if (part.starts_with("code=") && parse_value(part.substr(5), fault.return_code)) {
             fault.what |= k_sim_fault_code;
-        } else if (!part.starts_with("late=") || !parse_number(part.substr(5), fault.delay_ms) ||
+        } else if (!part.starts_with("late=") || !parse_value(part.substr(5), fault.delay_ms) ||
                    fault.delay_ms > k_longest_delay_ms) {
             return false;
         }

@@ -1,5 +1,7 @@
 #include "sim/shell.h"
 
+#include "lib/base/retry.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -38,12 +40,7 @@ char **environment_without_preload() {
 
 int wait_for(pid_t shell) {
     int status = 0;
-    while (::waitpid(shell, &status, 0) < 0) {
-        if (errno != EINTR) {
-            return -1;
-        }
-    }
-    return status;
+    return retry_interrupted([&] { return ::waitpid(shell, &status, 0); }) < 0 ? -1 : status;
 }
 
 /// The signals of the caller while a shell runs: interrupts are the shell's, its end is not the program's

@@ -1,5 +1,6 @@
 // The control program of the simulated switch.
 
+#include "lib/base/parse_number.h"
 #include "sim/run.h"
 #include "sim/show.h"
 #include "sim/state_file.h"
@@ -7,7 +8,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <getopt.h>
@@ -107,14 +107,6 @@ void complain(const std::string &what) { std::fprintf(stderr, "switchsim: %s\n",
 
 // ---- run
 
-bool parse_port(const char *text, uint16_t &port) {
-    char *end = nullptr;
-    errno = 0;
-    const long number = std::strtol(text, &end, 10);
-    port = static_cast<uint16_t>(number);
-    return errno == 0 && end != text && *end == '\0' && number >= 0 && number <= UINT16_MAX;
-}
-
 bool read_scenario(const char *path, std::vector<sim_step> &steps) {
     std::ifstream file(path);
     std::ostringstream text;
@@ -139,7 +131,7 @@ int read_run_options(const arguments &given, sim_run_options &options) {
         complain("no program; see --help");
         return k_usage_error;
     }
-    if (given.port != nullptr && !parse_port(given.port, options.port)) {
+    if (given.port != nullptr && !parse_number(given.port, &options.port)) {
         complain(std::string("--port ") + given.port + ": not a port number 0..65535");
         return k_usage_error;
     }

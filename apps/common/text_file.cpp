@@ -1,5 +1,6 @@
 #include "apps/common/text_file.h"
 
+#include "lib/base/plain_file.h"
 #include "lib/base/result.h"
 
 #include <cerrno>
@@ -31,17 +32,5 @@ bool read_text_file(const char *program, const std::string &path, std::string &t
 }
 
 bool write_text_file(const char *program, const std::string &path, const std::string &text) {
-    const std::string made = path + ".new";
-    FILE *const file = std::fopen(made.c_str(), "we");
-    if (file == nullptr) {
-        return failed(program, "write", made);
-    }
-    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    const bool closed = std::fclose(file) == 0;
-    if (written && closed && std::rename(made.c_str(), path.c_str()) == 0) {
-        return true;
-    }
-    failed(program, "write", path);
-    ignore_result(std::remove(made.c_str()));
-    return false;
+    return plain_file_replace(path.c_str(), text, 0644) || failed(program, "write", path);
 }

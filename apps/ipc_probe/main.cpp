@@ -1,4 +1,5 @@
 #include "lib/base/io.h"
+#include "lib/base/parse_number.h"
 #include "lib/base/standard_streams.h"
 #include "lib/base/unique_fd.h"
 #include "lib/ipc/ipc_api.h"
@@ -6,9 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <getopt.h>
 #include <memory>
@@ -58,17 +57,11 @@ struct options {
     std::vector<one_way> sends;
 };
 
-template<typename T> bool parse_number(std::string_view text, T low, T high, T *value) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
-    return error == std::errc{} && end == text.data() + text.size() && *value >= low && *value <= high;
-}
-
 bool parse_hex(std::string_view text, std::vector<uint8_t> *bytes) {
     bytes->clear();
     for (; text.size() >= 2; text.remove_prefix(2)) {
         uint8_t byte = 0;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + 2, byte, 16);
-        if (error != std::errc{} || end != text.data() + 2) {
+        if (!parse_number(text.substr(0, 2), &byte, 16)) {
             return false;
         }
         bytes->push_back(byte);
@@ -86,9 +79,8 @@ bool parse_send(std::string_view text, one_way *message) {
     const std::string_view command = text.substr(first + 1, second - first - 1);
     const std::string_view payload = second != std::string_view::npos ? text.substr(second + 1) : "";
     message->header.kind = k_ipc_kind_one_way;
-    return parse_number<uint8_t>(text.substr(0, first), 0, 255, &message->header.route) &&
-           parse_number<uint16_t>(command, 0, 65535, &message->header.command) &&
-           parse_hex(payload, &message->payload);
+    return parse_number(text.substr(0, first), 0, 255, &message->header.route) &&
+           parse_number(command, 0, 65535, &message->header.command) && parse_hex(payload, &message->payload);
 }
 
 bool take_option(int letter, const char *value, options *wanted) {
@@ -99,7 +91,7 @@ bool take_option(int letter, const char *value, options *wanted) {
     case 'r':
         return parse_number(value, k_ipc_route_min, k_ipc_route_max, &wanted->route);
     case 's':
-        return parse_number<uint8_t>(value, 0, 255, &wanted->status);
+        return parse_number(value, 0, 255, &wanted->status);
     case 'p':
         wanted->own_reply = true;
         return parse_hex(value, &wanted->reply);
@@ -107,7 +99,7 @@ bool take_option(int letter, const char *value, options *wanted) {
         wanted->silent = true;
         return true;
     case 'c':
-        return parse_number<uint32_t>(value, 0, UINT32_MAX, &wanted->count);
+        return parse_number(value, 0, UINT32_MAX, &wanted->count);
     case 'm':
         return parse_send(value, &wanted->sends.emplace_back());
     default:

@@ -1,10 +1,10 @@
 #include "apps/mbshow/report.h"
 #include "lib/base/mbap.h"
+#include "lib/base/parse_number.h"
 #include "lib/base/standard_streams.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <getopt.h>
@@ -42,11 +42,6 @@ constexpr const char *k_help =
     "HOST is a name or an IPv4 or IPv6 address. The text leaves out rings and MST instances\n"
     "that are not configured; the JSON has them all. Exit status: 0 done, 1 the switch cannot\n"
     "be read, 2 wrong command line.\n";
-
-bool parse_number(std::string_view text, int min, int max, int *value) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
-    return error == std::errc() && end == text.data() + text.size() && *value >= min && *value <= max;
-}
 
 [[noreturn]] void exit_usage(const char *problem, const char *text) {
     if (problem != nullptr) {

@@ -1,8 +1,8 @@
 #include "apps/zop_serv/ask.h"
 
+#include "lib/base/parse_number.h"
 #include "lib/ipc/ipc_api.h"
 
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -30,15 +30,12 @@ void *ask_on(void * /*argument*/) {
 } // namespace
 
 bool ask_parse(const char *what) {
-    const char *const end = what + std::strlen(what);
+    const std::string_view text(what);
+    const size_t comma = text.find(',');
     s_asked.kind = k_ipc_kind_request;
     s_asked.status = k_ipc_status_unanswered;
-    const auto [comma, route_error] = std::from_chars(what, end, s_asked.route);
-    if (route_error != std::errc{} || comma == end || *comma != ',') {
-        return false;
-    }
-    const auto [rest, command_error] = std::from_chars(comma + 1, end, s_asked.command);
-    return command_error == std::errc{} && rest == end && ipc_route_valid(s_asked.route) &&
+    return comma != std::string_view::npos && parse_number(text.substr(0, comma), &s_asked.route) &&
+           parse_number(text.substr(comma + 1), &s_asked.command) && ipc_route_valid(s_asked.route) &&
            ipc_command_valid(s_asked.command) && s_asked.command != k_ipc_command_hello;
 }
 

@@ -1,12 +1,11 @@
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/transport.h"
+#include "lib/base/parse_number.h"
 #include "lib/base/standard_streams.h"
 #include "lib/cmds/cmds_modes.h"
 
-#include <charconv>
 #include <clocale>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <getopt.h>
 #include <unistd.h>
@@ -40,15 +39,11 @@ struct options {
     int timeout_seconds = 30;
 };
 
+constexpr int k_timeout_max_s = 3600;
+
 int usage(std::FILE *out, int status) {
     std::fputs(k_usage, out);
     return status;
-}
-
-bool parse_timeout(const char *text, int *seconds) {
-    const char *const end = text + std::strlen(text);
-    const auto [at, error] = std::from_chars(text, end, *seconds);
-    return error == std::errc{} && at == end && *seconds >= 1 && *seconds <= 3600;
 }
 
 /// Returns -1 to go on, otherwise the status to leave with.
@@ -70,7 +65,7 @@ int parse(int argc, char **argv, options *wanted) {
             wanted->pager = false;
             break;
         case 't':
-            if (!parse_timeout(optarg, &wanted->timeout_seconds)) {
+            if (!parse_number(optarg, 1, k_timeout_max_s, &wanted->timeout_seconds)) {
                 return usage(stderr, k_status_not_begun);
             }
             break;

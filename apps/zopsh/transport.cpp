@@ -2,6 +2,7 @@
 
 #include "lib/base/io.h"
 #include "lib/base/local_socket.h"
+#include "lib/base/plain_file.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 
@@ -219,14 +220,13 @@ answer transport_exchange(int32_t type, const char *text, csh_message *message) 
 }
 
 std::string transport_output() {
-    const unique_fd file(::open(s_output_path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
+    const plain_file file = plain_file_open(s_output_path, O_RDONLY);
     std::string text;
-    if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (!file.fd.valid()) {
         return text;
     }
     std::array<char, 4096> piece{};
-    for (ssize_t length = 0; (length = read_full(file.get(), piece.data(), piece.size())) > 0;) {
+    for (ssize_t length = 0; (length = read_full(file.fd.get(), piece.data(), piece.size())) > 0;) {
         text.append(piece.data(), static_cast<size_t>(length));
     }
     return text;

@@ -1,5 +1,7 @@
 #include "lib/base/log.h"
 
+#include "lib/base/mutex_guard.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -118,7 +120,7 @@ void put_count() {
 
 /// Waits for the oldest line and takes it; behind the last one comes the count of those left out.
 void take_line(line_head *line, std::span<char, k_ipc_log_line> text) {
-    pthread_mutex_lock(&s_mutex);
+    const mutex_guard guard(s_mutex);
     while (s_queue.lines == 0 && s_left_out == 0) {
         pthread_cond_wait(&s_changed, &s_mutex);
     }
@@ -129,7 +131,6 @@ void take_line(line_head *line, std::span<char, k_ipc_log_line> text) {
     take_bytes(text.data(), line->length);
     text[line->length] = '\0';
     s_queue.lines--;
-    pthread_mutex_unlock(&s_mutex);
 }
 
 /// Waits until one more line keeps to the rate.
@@ -196,7 +197,7 @@ void start_writer() {
 void write_line(int priority, const char *text) {
     const int saved_errno = errno;
     const size_t length = strnlen(text, k_ipc_log_line - 1);
-    pthread_mutex_lock(&s_mutex);
+    const mutex_guard guard(s_mutex);
     if (!s_has_writer) {
         start_writer();
     }
@@ -207,7 +208,6 @@ void write_line(int priority, const char *text) {
         s_left_out_ns = monotonic_ns();
     }
     pthread_cond_signal(&s_changed);
-    pthread_mutex_unlock(&s_mutex);
     errno = saved_errno;
 }
 

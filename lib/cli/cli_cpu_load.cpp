@@ -1,5 +1,6 @@
 #include "lib/cli/cli_cpu_load.h"
 
+#include "lib/base/mutex_guard.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 
@@ -50,12 +51,11 @@ snapshot parse(const char *text) {
 void cli_cpu_sample() {
     char text[256];
     const bool read = read_stat(text, sizeof text);
-    pthread_mutex_lock(&s_mutex);
+    const mutex_guard guard(s_mutex);
     s_previous = s_current;
     if (read) {
         s_current = parse(text);
     }
-    pthread_mutex_unlock(&s_mutex);
 }
 
 int32_t cli_cpu_load() {

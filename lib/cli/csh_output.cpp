@@ -1,5 +1,6 @@
 #include "lib/cli/csh_output.h"
 
+#include "lib/base/plain_file.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 #include "lib/cli/cli_output.h"
@@ -32,23 +33,16 @@ void output_path(char (&path)[k_path_size]) {
 
 bool is_owner(uid_t user) { return user == ::geteuid() || (is_server_thread() && user == s_client_user); }
 
-/// Opens the calling thread's output file, which lies where anybody may have put something: nothing but a
-/// plain file with one name, of the client's user or this one, is taken. An existing one is opened without
-/// O_CREAT, which the kernel may refuse for files of others there.
+/// Opens the calling thread's output file: of the client's user or this one, nobody else's. An existing one
+/// is opened without O_CREAT, which the kernel may refuse for files of others there.
 unique_fd open_output() {
     char path[k_path_size];
     output_path(path);
-    constexpr int k_flags = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    unique_fd file(::open(path, k_flags));
-    if (!file.valid() && errno == ENOENT) {
-        file = unique_fd(::open(path, k_flags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
+    plain_file file = plain_file_open(path, O_WRONLY | O_APPEND);
+    if (!file.fd.valid() && errno == ENOENT) {
+        file = plain_file_open(path, O_WRONLY | O_APPEND | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
     }
-    struct stat status {};
-    if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_nlink != 1 || !is_owner(status.st_uid)) {
-        return unique_fd();
-    }
-    return file;
+    return file.fd.valid() && is_owner(file.owner) ? std::move(file.fd) : unique_fd();
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include "lib/base/io.h"
 #include "lib/base/log.h"
+#include "lib/base/parse_number.h"
+#include "lib/base/plain_file.h"
 #include "lib/base/unique_fd.h"
 
 #include <cerrno>
@@ -14,9 +16,7 @@ namespace {
 
 std::optional<int32_t> parse_length(std::string_view text) {
     int32_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size() || value < k_screen_length_min ||
-        value > k_screen_length_max) {
+    if (!parse_number(text, k_screen_length_min, k_screen_length_max, &value)) {
         return std::nullopt;
     }
     return value;
@@ -25,9 +25,7 @@ std::optional<int32_t> parse_length(std::string_view text) {
 bool store(int32_t length) {
     char text[16];
     const auto [end, error] = std::to_chars(std::begin(text), std::end(text), length);
-    const auto size = static_cast<size_t>(end - text);
-    const unique_fd fd(open(k_screen_length_file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    return fd.valid() && write_full(fd.get(), text, size) == static_cast<ssize_t>(size);
+    return plain_file_replace(k_screen_length_file, {text, static_cast<size_t>(end - text)}, 0644);
 }
 
 } // namespace

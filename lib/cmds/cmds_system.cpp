@@ -1,5 +1,7 @@
 #include "lib/cmds/cmds_system.h"
 
+#include "lib/base/parse_number.h"
+#include "lib/base/result.h"
 #include "lib/cli/cli_command.h"
 #include "lib/cli/cli_cpu_load.h"
 #include "lib/cli/cli_error.h"
@@ -46,7 +48,7 @@ int32_t enter_interface_range(int32_t /*argc*/, const char *const *argv) {
 
 int32_t enter_vlan(int32_t /*argc*/, const char *const *argv) {
     int32_t id = 0;
-    std::from_chars(argv[0], argv[0] + std::strlen(argv[0]), id); // in range, by the pattern
+    ignore_result(parse_number(argv[0], &id)); // in range, by the pattern
     cmds_enter_mode(k_mode_vlan);
     cmds_set_vlan(id);
     return 0;

@@ -1,6 +1,7 @@
 #include "lib/time/sntp_client.h"
 
 #include "lib/base/result.h"
+#include "lib/base/retry.h"
 #include "lib/base/unique_fd.h"
 #include "lib/time/sntp_clock.h"
 #include "lib/time/sntp_reach.h"
@@ -33,15 +34,6 @@ sockaddr_in loopback(uint16_t port) {
     return address;
 }
 
-/// Makes a call until no signal interrupts it.
-template<typename Call> auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
-
 /// Returns 1 when `fd` can be read, 0 when it cannot for a second, -1 when that cannot be found out.
 int wait_readable(int fd) {
     if (fd >= FD_SETSIZE) {
@@ -49,7 +41,7 @@ int wait_readable(int fd) {
     }
     const int64_t deadline = monotonic_us() + k_answer_us;
     int64_t left = k_answer_us;
-    return uninterrupted([&] {
+    return retry_interrupted([&] {
         fd_set readable;
         FD_ZERO(&readable);
         FD_SET(fd, &readable);
@@ -72,7 +64,7 @@ bool exchange(int fd, sntp_record *record) {
         return false;
     }
     const sockaddr_in service = loopback(k_sntp_port);
-    if (uninterrupted([&] {
+    if (retry_interrupted([&] {
             return ::sendto(fd, record, sizeof *record, 0, reinterpret_cast<const sockaddr *>(&service),
                             sizeof service);
         }) < 0) {
@@ -83,7 +75,8 @@ bool exchange(int fd, sntp_record *record) {
     if (ready == 0) {
         return false;
     }
-    if (ready < 0 || uninterrupted([&] { return ::recv(fd, record, sizeof *record, MSG_DONTWAIT); }) < 0) {
+    if (ready < 0 ||
+        retry_interrupted([&] { return ::recv(fd, record, sizeof *record, MSG_DONTWAIT); }) < 0) {
         record->status = k_sntp_no_receive;
         return false;
     }
