@@ -240,13 +240,10 @@ void listen_for_clients() {
     descriptor_set ready;
     for (;;) {
         reap_children();
-        if (wait_readable(ready) <= 0) {
-            continue;
-        }
-        if (scan_ready(ready)) {
+        if (wait_readable(ready) > 0 && scan_ready(ready)) {
             return;
         }
-        ::usleep(k_pause_us);
+        ::usleep(k_pause_us); // after a wait that failed, too: the next one may fail at once
     }
 }
 
