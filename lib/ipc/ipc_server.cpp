@@ -24,6 +24,7 @@ namespace {
 constexpr int k_backlog = 7;
 constexpr int32_t k_ready_ms = 150;
 constexpr int32_t k_accept_pause_ms = 150;
+constexpr useconds_t k_loop_pause_us = 150000;
 
 ipc_server make_server(const char *path) {
     return {path,    false,   nullptr, {}, nullptr, -1, -1, -1, {}, PTHREAD_MUTEX_INITIALIZER,
@@ -120,10 +121,10 @@ void accept_failed(ipc_server &server, int error) {
     if (ipc_logs_detailed()) {
         ipc_log_warn("Can't accept proto_ipc socket: %s", safe_strerror(error));
     }
+    const bool passing = error == EAGAIN || error == EINTR;
     const bool no_descriptor = error == EMFILE || error == ENFILE;
-    const bool no_memory = error == ENOBUFS || error == ENOMEM;
-    if (no_memory || (no_descriptor && !turn_away(server))) {
-        stop_accepting(server);
+    if (!passing && !(no_descriptor && turn_away(server))) {
+        stop_accepting(server); // it may fail again at once, and the socket stays readable
     }
 }
 
@@ -238,8 +239,13 @@ void *run_loop(void *argument) {
     ipc_log_for_clients();
     ipc_server_runs(server, server == &s_management); // before any client is heard
     thread task;
-    while (thread_fetch_next(server->master, &task) != nullptr) {
-        thread_invoke(&task);
+    for (;;) {
+        while (thread_fetch_next(server->master, &task) != nullptr) {
+            thread_invoke(&task);
+        }
+        // select has failed, and the log says so. Clients and requests would wait for a thread that has
+        // ended.
+        ::usleep(k_loop_pause_us);
     }
     return nullptr;
 }
