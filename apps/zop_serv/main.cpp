@@ -38,6 +38,7 @@ constexpr const char *k_usage =
 
 constexpr int k_status_failed = 1;
 constexpr int k_status_usage = 2;
+constexpr useconds_t k_signal_pause_us = 100000;
 
 struct options {
     bool desk = false;
@@ -57,7 +58,9 @@ void settle() {
 void *await_end(void *argument) {
     const auto *const signals = static_cast<const sigset_t *>(argument);
     int signal = 0;
-    sigwait(signals, &signal);
+    while (sigwait(signals, &signal) != 0) {
+        ::usleep(k_signal_pause_us); // no signal has come: no reason to end
+    }
     local_remove_bound();
     std::fflush(stdout);
     pthread_sigmask(SIG_UNBLOCK, signals, nullptr);

@@ -26,6 +26,7 @@ constexpr const char *k_dhcp_pid_file = "/var/run/udhcpc.pid";
 constexpr const char *k_management_interface = "tap0";
 
 constexpr int32_t k_send_attempts = 5;
+constexpr useconds_t k_failure_pause_us = 10000;
 
 csh_services s_services = {}; // set at start
 bool s_busy = false;          // a command holds the shell
@@ -282,11 +283,15 @@ void servMessageDispatcher(int fd) {
     csh_message message{};
     message_sender client{};
     const ssize_t length = receive(fd, &message, &client);
+    const int error = length < 0 ? errno : 0;
     if (length != static_cast<ssize_t>(sizeof message)) {
         std::printf("recv size wrong %d %d\n", static_cast<int>(length), static_cast<int>(sizeof message));
     }
-    if (length < 0) {
-        return; // nothing came, and there is nobody to answer
+    if (length < 0) { // nothing came, and there is nobody to answer
+        if (error != EAGAIN && error != EINTR) {
+            ::usleep(k_failure_pause_us); // it may fail again at once
+        }
+        return;
     }
     if (is_own_reply(fd, client)) {
         return;

@@ -7,10 +7,12 @@
 #include <fcntl.h>
 #include <span>
 #include <sys/select.h>
+#include <unistd.h>
 
 namespace {
 
 constexpr int64_t k_wait_us = 1000000;
+constexpr useconds_t k_failure_pause_us = 10000;
 
 struct channel {
     int fd;
@@ -88,6 +90,7 @@ void evtChanWait() {
     const int ready = wait_readable(&readable);
     if (ready < 0) {
         drop_closed();
+        ::usleep(k_failure_pause_us); // it may fail again at once
     }
     if (ready <= 0) {
         return;

@@ -3,10 +3,12 @@
 #include "lib/base/result.h"
 #include "lib/cli/cli_cpu_load.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <pthread.h>
 #include <sys/select.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,7 +22,9 @@ void *timer_thread(void * /*argument*/) {
     for (;;) {
         zopsh_timer_tick();
         timeval second = {1, 0};
-        ::select(0, nullptr, nullptr, nullptr, &second);
+        if (::select(0, nullptr, nullptr, nullptr, &second) < 0 && errno != EINTR) {
+            ::sleep(1); // or the timers would run as fast as they can
+        }
     }
     return nullptr;
 }
