@@ -21,5 +21,6 @@ struct plain_file {
 
 /// Puts a file of `text` in the place of the one at `path`, whole or not at all, also when the power fails
 /// meanwhile: it is written beside it under a name that nobody can guess, with `mode`, and then renamed.
-/// Returns false with errno set, and what was at `path` is as it was.
+/// Returns false with errno set, and what was at `path` is as it was; only a disk that fails when all is done
+/// may have the new one.
 [[nodiscard]] bool plain_file_replace(const char *path, std::string_view text, mode_t mode);
