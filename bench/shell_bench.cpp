@@ -1,5 +1,7 @@
+#include "lib/cli/cli_help.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree.h"
 #include "lib/cli/csh_message.h"
 #include "lib/cli/csh_server.h"
 #include "tests/support/private_mounts.h"

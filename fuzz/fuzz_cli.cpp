@@ -1,8 +1,10 @@
 // A line of hostile text executed, helped with and completed, on commands with every kind of pattern word.
 // What a handler is given must be the line's own words and fit the pattern by a plain reading of it.
 
+#include "lib/cli/cli_help.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree.h"
 
 #include <algorithm>
 #include <cctype>

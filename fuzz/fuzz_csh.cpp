@@ -3,8 +3,10 @@
 // who names another process than its own. The bits of a message's flag say who sends it: 2 a user, otherwise
 // root; the sign another process.
 
+#include "lib/cli/cli_help.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree.h"
 #include "lib/cli/csh_message.h"
 #include "lib/cli/csh_server.h"
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-// What stands in the document in front of the rendered part.
+// What stands in the document before the rendered part.
 constexpr const char k_marker[] = "<!-- Rendered from lib/dot1x/dot1x_table.h; not edited by hand. -->\n";
 constexpr size_t k_marker_size = sizeof k_marker - 1;
 
@@ -59,7 +59,7 @@ std::string render() {
     return text;
 }
 
-/// Reads a document as the hand-written part with its marker line, and what is behind it.
+/// Reads a document as the hand-written part with its marker line, and what is after it.
 bool read_document(const std::string &path, std::string &written, std::string &rendered) {
     std::string text;
     if (!read_text_file("dot1x_sim", path, text)) {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-// The last part of docs/dot1x.md, behind its marker line: the state diagram (Mermaid) and the transitions
+// The last part of docs/dot1x.md, after its marker line: the state diagram (Mermaid) and the transitions
 // (Markdown), both from the machine's table.
 
 /// Renders that part anew in the document at `path`. Returns false, and says on standard error why, when the

@@ -1,3 +1,5 @@
+// Plays scripted supplicants and servers against the 802.1X backend state machine and prints what it does.
+
 #include "apps/dot1x_sim/diagram.h"
 #include "apps/dot1x_sim/script.h"
 #include "lib/base/standard_streams.h"
@@ -7,8 +9,6 @@
 #include <cstring>
 #include <iterator>
 #include <vector>
-
-// Plays scripted supplicants and servers against the 802.1X backend state machine and prints what it does.
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr int k_usage_error = 2;
 /// What is to be done: playing scripts is the mode without an option of its own.
 struct mode {
     const char *option;
-    size_t words; // that stand right behind it, whatever they begin with
+    size_t words; // that stand right after it, whatever they begin with
 };
 constexpr mode k_modes[] = {{"--help", 0}, {"--list", 0}, {"--play", 2}, {"--write", 1}, {"--check", 1}};
 

@@ -31,7 +31,7 @@ int32_t s_next_event = k_no_event; // what the supplicant or the server answered
 const char *s_supplicant = "";     // the letters not played yet
 const char *s_server = "";
 bool s_debug = false;
-char s_states[1024] = ""; // the states so far, for the last line; k_more behind those that fit
+char s_states[1024] = ""; // the states so far, for the last line; k_more after those that fit
 
 const char *state_name() { return k_dot1x_states[dot1x_get_port(k_port)->bm_status].name; }
 

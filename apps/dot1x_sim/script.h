@@ -3,7 +3,7 @@
 #include <span>
 
 /// A supplicant and a server played over one port. Each is a line of letters, one for every message that it
-/// gets; behind the last letter it stays silent.
+/// gets; after the last letter it stays silent.
 struct script {
     const char *name;
     const char *about;

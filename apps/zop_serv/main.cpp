@@ -1,8 +1,10 @@
-#include "apps/zop_serv/ask.h"
+// The management process: the server of the shell and the servers of the IPC messages.
+
 #include "apps/zop_serv/console.h"
+#include "apps/zop_serv/request_loop.h"
 #include "lib/base/local_socket.h"
 #include "lib/base/standard_streams.h"
-#include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_help.h"
 #include "lib/cli/csh_message.h"
 #include "lib/cli/csh_output.h"
 #include "lib/cli/csh_server.h"
@@ -19,8 +21,6 @@
 #include <grp.h>
 #include <pthread.h>
 #include <unistd.h>
-
-// The management process: the server of the shell and the servers of the IPC messages.
 
 namespace {
 
@@ -150,7 +150,7 @@ int parse(int argc, char **argv, options *wanted) {
     if (optind < argc) {
         return usage(stderr, k_status_usage);
     }
-    if (wanted->asked != nullptr && !ask_parse(wanted->asked)) {
+    if (wanted->asked != nullptr && !request_loop_parse(wanted->asked)) {
         std::fprintf(stderr, "zop_serv: --ask %s: not a route 1 to 6 and a command 1 to 324\n",
                      wanted->asked);
         return k_status_usage;
@@ -182,7 +182,7 @@ bool start(const options &wanted) {
         return false;
     }
     std::printf("zop_serv: the IPC servers run at %s and %s\n", k_ipc_serv_path, k_ipc_web_path);
-    if (wanted.asked != nullptr && !ask_start()) {
+    if (wanted.asked != nullptr && !request_loop_start()) {
         std::fprintf(stderr, "zop_serv: --ask: cannot start a thread\n");
     }
     return true;

@@ -1,3 +1,5 @@
+// The lines of a person at a terminal: edited, remembered, completed, helped with.
+
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/terminal.h"
 #include "lib/base/result.h"
@@ -43,7 +45,7 @@ unsigned char list_help(EditLine *editor, int /*key*/) {
     std::fputs("?\n", stdout);
     std::fflush(stdout);
     const std::string line = line_before_cursor(editor);
-    const shell_answer help = interruptible([&] { return shell_help(*s_shell, line); });
+    const shell_listing help = interruptible([&] { return shell_help(*s_shell, line); });
     if (help.failure != nullptr) {
         return say(help.failure);
     }
@@ -67,7 +69,7 @@ std::string common_beginning(const std::vector<std::string> &words) {
 unsigned char complete(EditLine *editor, int /*key*/) {
     const std::string line = line_before_cursor(editor);
     const std::string typed = line.substr(line.find_last_of(" \t") + 1); // the last word; npos + 1 is 0
-    const shell_answer words = interruptible([&] { return shell_completions(*s_shell, line); });
+    const shell_listing words = interruptible([&] { return shell_completions(*s_shell, line); });
     if (words.failure != nullptr) {
         std::fputs("\n", stdout);
         return say(words.failure);
@@ -155,7 +157,8 @@ std::optional<std::string> edit_line(EditLine *editor, History *history) {
 line_result run_lines(EditLine *editor, History *history) {
     for (;;) {
         const bool asking = shell_is_asking(*s_shell);
-        const std::optional<std::string> line = asking ? shell_ask(s_shell) : edit_line(editor, history);
+        const std::optional<std::string> line =
+            asking ? shell_read_answer(s_shell) : edit_line(editor, history);
         if (!line && asking) {
             continue; // with a command
         }

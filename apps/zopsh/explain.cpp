@@ -1,3 +1,5 @@
+// What is wrong with a line, found out by asking the server what fits it word by word.
+
 #include "apps/zopsh/line.h"
 #include "apps/zopsh/shell.h"
 #include "lib/cli/cli_match.h"
@@ -11,7 +13,7 @@ std::string marked(const std::string &line, size_t at, const std::string &why) {
     std::string shown = line;
     std::replace_if(
         shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-    // The bytes of UTF-8 behind the first one take no column.
+    // The bytes of UTF-8 after the first one take no column.
     const auto place = line.begin() + static_cast<std::ptrdiff_t>(at);
     const auto columns = std::count_if(line.begin(), place, [](char c) { return (c & 0xC0) != 0x80; });
     return "  " + shown + "\n  " + std::string(static_cast<size_t>(columns), ' ') + "^ " + why + "\n";
@@ -43,10 +45,10 @@ struct expectation {
     bool keywords;
 };
 
-/// Reads the help listing in front of a word: a name and perhaps its help on each line. A name in brackets is
+/// Reads the help listing before a word: a name and perhaps its help on each line. A name in brackets is
 /// one that may be left out.
-expectation expected_behind(const shell &sh, const std::string &beginning) {
-    const shell_answer help = shell_help(sh, beginning);
+expectation expected_after(const shell &sh, const std::string &beginning) {
+    const shell_listing help = shell_help(sh, beginning);
     expectation found = {help.failure, {}, false};
     for (const std::string &line : help.lines) {
         const std::vector<line_word> words = line_words(line);
@@ -80,7 +82,7 @@ std::string why_not(const expectation &expected, trouble what) {
 std::string explain_values(const shell &sh, const std::string &line, const std::vector<line_word> &values) {
     std::vector<std::string> all;
     for (const line_word &value : values) {
-        const expectation expected = expected_behind(sh, line.substr(0, value.begin));
+        const expectation expected = expected_after(sh, line.substr(0, value.begin));
         if (expected.failure != nullptr) {
             return not_known(expected.failure);
         }
@@ -96,8 +98,8 @@ std::string shell_explain(const shell &sh, const std::string &line, trouble what
     for (const line_word &word : line_words(line)) {
         const std::string up_to = line.substr(0, word.end);
         const std::string text = line.substr(word.begin, word.end - word.begin);
-        const shell_answer candidates = shell_completions(sh, up_to);
-        const shell_answer following = shell_help(sh, up_to + " ");
+        const shell_listing candidates = shell_completions(sh, up_to);
+        const shell_listing following = shell_help(sh, up_to + " ");
         if (candidates.failure != nullptr || following.failure != nullptr) {
             return not_known(candidates.failure != nullptr ? candidates.failure : following.failure);
         }
@@ -107,7 +109,7 @@ std::string shell_explain(const shell &sh, const std::string &line, trouble what
             return marked(line, word.begin, "ambiguous: " + joined(words, ", "));
         }
         if (following.lines.empty()) {
-            const expectation expected = expected_behind(sh, line.substr(0, word.begin));
+            const expectation expected = expected_after(sh, line.substr(0, word.begin));
             return expected.failure != nullptr ? not_known(expected.failure)
                                                : marked(line, word.begin, why_not(expected, what));
         }

@@ -10,10 +10,10 @@
 /// A word by its place in the line.
 struct line_word {
     size_t begin;
-    size_t end; // behind it
+    size_t end; // after it
 };
 
-/// The words in front of a comment.
+/// The words before a comment.
 std::vector<line_word> line_words(const std::string &line);
 
 /// Whether there is nothing to run: blanks, or a comment, which begins with ';' or, at the line's beginning,

@@ -1,3 +1,6 @@
+// The shell's client: lines of a person at a terminal, of a script or of the command line go to the server,
+// and what it answers is shown.
+
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/transport.h"
 #include "lib/base/parse_number.h"
@@ -9,9 +12,6 @@
 #include <cstring>
 #include <getopt.h>
 #include <unistd.h>
-
-// The shell's client: lines of a person at a terminal, of a script or of the command line go to the server,
-// and what it answers is shown.
 
 namespace {
 

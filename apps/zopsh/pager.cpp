@@ -1,3 +1,5 @@
+// The pager: a command's output a screen at a time, where somebody is there to read it.
+
 #include "apps/zopsh/shell.h"
 
 #include "lib/base/io.h"

@@ -1,3 +1,5 @@
+// Lines that nobody edits: of the command line, of a file, or of another program.
+
 #include "apps/zopsh/shell.h"
 #include "lib/base/result.h"
 #include "lib/cli/csh_message.h"
@@ -6,8 +8,6 @@
 #include <cstdio>
 #include <cstring>
 #include <unistd.h>
-
-// Lines that nobody edits: of the command line, of a file, or of another program.
 
 namespace {
 
@@ -18,7 +18,7 @@ struct progress {
 };
 
 /// Runs the next line. Returns whether there can be another one: what is not answered may have changed the
-/// mode, and the lines behind it were not meant for any other.
+/// mode, and the lines after it were not meant for any other.
 bool run_next(shell *sh, const std::string &line, progress *script) {
     script->number++;
     const line_result result = shell_run(sh, line);
@@ -47,7 +47,7 @@ std::optional<std::string> read_line() {
 std::optional<std::string> next_line(shell *sh) {
     if (shell_is_asking(*sh)) {
         if (::isatty(STDIN_FILENO) == 1) {
-            return shell_ask(sh).value_or("");
+            return shell_read_answer(sh).value_or("");
         }
         ignore_result(pager_show(*sh, sh->question + "\n")); // it has told itself
     }

@@ -4,6 +4,7 @@
 #include "apps/zopsh/transport.h"
 #include "lib/cli/cli_error.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/cli/csh_status.h"
 #include "lib/cmds/cmds_modes.h"
 
 #include <algorithm>
@@ -16,40 +17,40 @@ namespace {
 
 constexpr int32_t k_help = 1;
 constexpr int32_t k_completions = 0;
-constexpr int32_t k_status_session_ended = 0x1012e;
 
-line_result complain(answer what) {
+line_result complain(exchange_result what) {
     switch (what) {
-    case answer::no_reply:
+    case exchange_result::no_reply:
         std::fputs("zopsh: no answer in time; the command may still be at work, and what it prints is lost\n",
                    stderr);
         return line_result::no_answer;
-    case answer::no_server:
-    case answer::forbidden:
-    case answer::foreign:
-    case answer::ended:
+    case exchange_result::no_server:
+    case exchange_result::forbidden:
+    case exchange_result::foreign:
+    case exchange_result::ended:
         std::fprintf(stderr, "zopsh: %s\n", transport_words(what));
         return line_result::no_server;
     default: // busy; or Ctrl-C, which the terminal has shown on the line of the cursor
-        std::fprintf(stderr, "%szopsh: %s\n", what == answer::interrupted ? "\n" : "", transport_words(what));
+        std::fprintf(stderr, "%szopsh: %s\n", what == exchange_result::interrupted ? "\n" : "",
+                     transport_words(what));
         return line_result::failed;
     }
 }
 
-shell_answer query(const shell &sh, int32_t form, const std::string &line) {
+shell_listing query(const shell &sh, int32_t form, const std::string &line) {
     csh_message message{};
     message.flag = form;
     message.session = sh.session;
-    const answer what = transport_exchange(k_csh_query, line.c_str(), &message);
-    if (what != answer::done) {
+    const exchange_result what = transport_exchange(k_csh_query, line.c_str(), &message);
+    if (what != exchange_result::done) {
         return {transport_words(what), {}};
     }
     const std::string text = transport_output();
-    shell_answer answered = {nullptr, {}};
+    shell_listing listing = {nullptr, {}};
     for (size_t at = 0, end = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
-        answered.lines.push_back(text.substr(at, end - at));
+        listing.lines.push_back(text.substr(at, end - at));
     }
-    return answered;
+    return listing;
 }
 
 bool can_be_sent(const std::string &line) {
@@ -65,7 +66,7 @@ bool can_be_sent(const std::string &line) {
 }
 
 line_result list_help(const shell &sh, const std::string &line) {
-    const shell_answer help = shell_help(sh, line);
+    const shell_listing help = shell_help(sh, line);
     if (help.failure != nullptr) {
         std::fprintf(stderr, "zopsh: %s\n", help.failure);
         return line_result::failed;
@@ -106,14 +107,14 @@ void explain(const shell &sh, const std::string &line, const csh_message &reply)
 line_result execute(shell *sh, const std::string &line) {
     csh_message message{};
     message.session = sh->session;
-    const answer what = transport_exchange(k_csh_execute, line.c_str(), &message);
-    if (what != answer::done) {
+    const exchange_result what = transport_exchange(k_csh_execute, line.c_str(), &message);
+    if (what != exchange_result::done) {
         return complain(what);
     }
     const shell before = *sh;
     sh->session = message.session;
     const bool shown = show_output(sh);
-    if (message.result1 == k_status_session_ended) {
+    if (message.result1 == k_csh_status_session_ended) {
         return line_result::ended;
     }
     const std::string text(message.text, ::strnlen(message.text, k_csh_text_size));
@@ -136,8 +137,8 @@ line_result execute(shell *sh, const std::string &line) {
 line_result shell_register(shell *sh, int32_t mode_id) {
     csh_message message{};
     sh->session = cmds_session_in(mode_id);
-    const answer what = transport_exchange(k_csh_register, "", &message);
-    if (what != answer::done) {
+    const exchange_result what = transport_exchange(k_csh_register, "", &message);
+    if (what != exchange_result::done) {
         std::fprintf(stderr, "zopsh: %s\n", transport_words(what));
         return line_result::no_server;
     }
@@ -157,14 +158,14 @@ line_result shell_run(shell *sh, const std::string &line) {
     return !shell_is_asking(*sh) && question ? list_help(*sh, *question) : execute(sh, line);
 }
 
-shell_answer shell_help(const shell &sh, const std::string &line) { return query(sh, k_help, line); }
+shell_listing shell_help(const shell &sh, const std::string &line) { return query(sh, k_help, line); }
 
-shell_answer shell_completions(const shell &sh, const std::string &line) {
-    shell_answer answered = query(sh, k_completions, line);
+shell_listing shell_completions(const shell &sh, const std::string &line) {
+    shell_listing listing = query(sh, k_completions, line);
     // Patterns may have a choice in common.
-    std::sort(answered.lines.begin(), answered.lines.end());
-    answered.lines.erase(std::unique(answered.lines.begin(), answered.lines.end()), answered.lines.end());
-    return answered;
+    std::sort(listing.lines.begin(), listing.lines.end());
+    listing.lines.erase(std::unique(listing.lines.begin(), listing.lines.end()), listing.lines.end());
+    return listing;
 }
 
 std::string shell_prompt(const shell &sh) {

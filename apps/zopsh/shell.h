@@ -39,20 +39,20 @@ bool shell_is_asking(const shell &sh);
 /// Asks the user at the terminal the question of the last command, without showing what is typed when that is
 /// to be secret. Returns the answer; nothing when the user gives up (Ctrl-C, Ctrl-D): then the next line is a
 /// command.
-std::optional<std::string> shell_ask(shell *sh);
+std::optional<std::string> shell_read_answer(shell *sh);
 
-/// What the server answers to a question about a line; `failure` says in words why it could not be asked, and
+/// What the server lists for a line; `failure` says in words why it could not be asked, and
 /// is null otherwise.
-struct shell_answer {
+struct shell_listing {
     const char *failure;
     std::vector<std::string> lines;
 };
 
 /// The help listing for a line as it stands.
-shell_answer shell_help(const shell &sh, const std::string &line);
+shell_listing shell_help(const shell &sh, const std::string &line);
 
 /// What the last word of a line can be completed to, each word once.
-shell_answer shell_completions(const shell &sh, const std::string &line);
+shell_listing shell_completions(const shell &sh, const std::string &line);
 
 /// The prompt: host name and mode.
 std::string shell_prompt(const shell &sh);

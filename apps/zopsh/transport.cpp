@@ -2,6 +2,7 @@
 
 #include "lib/base/io.h"
 #include "lib/base/local_socket.h"
+#include "lib/base/monotonic.h"
 #include "lib/base/plain_file.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
@@ -12,7 +13,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -121,27 +121,21 @@ int connect_to_server() { return local_connect(s_socket, k_csh_server_path); }
 /// A connection to another server would lose what the one before has sent.
 bool server_has_ended() { return !(find_server() == s_server) || connect_to_server() != 0; }
 
-int64_t monotonic_ms() {
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
-
 /// The server gives most requests back with the auxiliary word as it was: a serial number there tells their
 /// replies from late ones to requests that were given up.
 bool carries_serial(int32_t type) { return type != k_csh_register && type != k_csh_auxiliary; }
 
 /// What a request that could not be sent comes to, by errno.
-answer not_sent() {
+exchange_result not_sent() {
     switch (errno) {
     case EINTR:
-        return answer::interrupted;
+        return exchange_result::interrupted;
     case EAGAIN:
-        return answer::no_reply;
+        return exchange_result::no_reply;
     case EACCES:
-        return answer::forbidden;
+        return exchange_result::forbidden;
     default:
-        return answer::no_server;
+        return exchange_result::no_server;
     }
 }
 
@@ -153,25 +147,25 @@ bool take_reply(int32_t type, csh_message *message) {
     return length == sizeof *message && (!carries_serial(type) || message->auxiliary == s_serial);
 }
 
-answer receive(csh_message *message) {
+exchange_result receive(csh_message *message) {
     const int32_t type = message->type;
-    const int64_t deadline = monotonic_ms() + int64_t{s_timeout_seconds} * 1000;
+    const int64_t deadline = monotonic_us() / 1000 + int64_t{s_timeout_seconds} * 1000;
     for (;;) {
         pollfd waiting = {s_socket, POLLIN, 0};
-        const int64_t left = deadline - monotonic_ms();
+        const int64_t left = deadline - monotonic_us() / 1000;
         if (left <= 0) {
-            return answer::no_reply;
+            return exchange_result::no_reply;
         }
         const int ready = ::poll(&waiting, 1, static_cast<int>(std::min(left, k_look_ms)));
         if (ready < 0) {
-            return answer::interrupted;
+            return exchange_result::interrupted;
         }
         const bool ended = ready == 0 && server_has_ended(); // perhaps after it had answered
         if (take_reply(type, message)) {
-            return answer::done;
+            return exchange_result::done;
         }
         if (ended) {
-            return answer::ended;
+            return exchange_result::ended;
         }
     }
 }
@@ -192,7 +186,7 @@ void transport_close() {
     s_socket = -1;
 }
 
-answer transport_exchange(int32_t type, const char *text, csh_message *message) {
+exchange_result transport_exchange(int32_t type, const char *text, csh_message *message) {
     message->type = type;
     message->pid = ::getpid();
     std::memset(message->text, 0, sizeof message->text);
@@ -204,19 +198,20 @@ answer transport_exchange(int32_t type, const char *text, csh_message *message) 
     s_server = find_server();
     const int connected = connect_to_server();
     if (connected == -2) {
-        return answer::foreign;
+        return exchange_result::foreign;
     }
     if (connected != 0 || ::send(s_socket, message, sizeof *message, 0) != sizeof *message) {
         return not_sent();
     }
-    const answer received = receive(message);
-    if (received != answer::done) {
+    const exchange_result received = receive(message);
+    if (received != exchange_result::done) {
         return received;
     }
     if (message->type == k_csh_busy) {
-        return answer::busy;
+        return exchange_result::busy;
     }
-    return type == k_csh_register && message->type == k_csh_full ? answer::full : answer::done;
+    return type == k_csh_register && message->type == k_csh_full ? exchange_result::full
+                                                                 : exchange_result::done;
 }
 
 std::string transport_output() {
@@ -232,25 +227,25 @@ std::string transport_output() {
     return text;
 }
 
-const char *transport_words(answer what) {
+const char *transport_words(exchange_result what) {
     switch (what) {
-    case answer::done:
+    case exchange_result::done:
         break;
-    case answer::no_server:
+    case exchange_result::no_server:
         return "the shell's server does not run";
-    case answer::forbidden:
+    case exchange_result::forbidden:
         return "the shell's server belongs to another user and does not let this one in";
-    case answer::foreign:
+    case exchange_result::foreign:
         return "the shell's server belongs to neither root nor this user; nothing is sent to it";
-    case answer::ended:
+    case exchange_result::ended:
         return "the shell's server has ended over the request";
-    case answer::no_reply:
+    case exchange_result::no_reply:
         return "the shell's server does not answer";
-    case answer::interrupted:
+    case exchange_result::interrupted:
         return "given up";
-    case answer::busy:
+    case exchange_result::busy:
         return "the shell is busy with another command; try again later";
-    case answer::full:
+    case exchange_result::full:
         return "all places of the shell are taken; try again when another one has been left";
     }
     return "done";

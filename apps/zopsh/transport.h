@@ -6,7 +6,7 @@
 
 // The way to the shell's server and back.
 
-enum class answer {
+enum class exchange_result {
     done,
     no_server,   // nobody listens at the server's socket
     forbidden,   // its owner does not let this user in
@@ -28,10 +28,10 @@ void transport_close();
 
 /// Sends a request of a type with the text and fields of `message`, whose other fields are filled here, and
 /// receives the reply into it. `full` only answers a registration.
-[[nodiscard]] answer transport_exchange(int32_t type, const char *text, csh_message *message);
+[[nodiscard]] exchange_result transport_exchange(int32_t type, const char *text, csh_message *message);
 
 /// What the server wrote for the last request.
 std::string transport_output();
 
 /// An answer other than done in words.
-const char *transport_words(answer what);
+const char *transport_words(exchange_result what);

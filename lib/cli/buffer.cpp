@@ -130,7 +130,7 @@ char *buffer_get_string(const buffer *b) {
 
 int32_t buffer_write(buffer *b, int fd, const void *bytes, size_t length) {
     size_t written = 0;
-    // Behind queued bytes these have to wait their turn.
+    // After queued bytes these have to wait their turn.
     if (b->head == nullptr) {
         const ssize_t result = write(fd, bytes, length);
         if (result < 0 && errno != EAGAIN && errno != EINTR) {

@@ -4,13 +4,13 @@
 #include <cstdint>
 
 // Output queued in a chain of chunks of one size and written to a descriptor: as much as it takes, or one
-// screen at a time behind a " --More-- " prompt. Nothing waits for a descriptor that does not block. One user
+// screen at a time after a " --More-- " prompt. Nothing waits for a descriptor that does not block. One user
 // at a time; failures of the descriptor go to the system log.
 
 /// Head of one allocation; the chunk size of its buffer in data bytes follows it.
 struct buffer_chunk {
     buffer_chunk *next;
-    size_t end;   // offset behind the last byte stored
+    size_t end;   // offset past the last byte stored
     size_t start; // offset of the first byte not yet written; start < end while in the chain
 };
 static_assert(sizeof(buffer_chunk) == 3 * sizeof(void *));
@@ -53,7 +53,7 @@ int32_t buffer_put_string(buffer *b, const char *text);
 /// How many bytes are not yet written.
 [[nodiscard]] size_t buffer_queued(const buffer *b);
 
-/// All bytes not yet written, with a NUL behind them, in a new allocation that the caller frees with free().
+/// All bytes not yet written, with a NUL after them, in a new allocation that the caller frees with free().
 /// Null when memory is out.
 [[nodiscard]] char *buffer_get_string(const buffer *b);
 
@@ -71,8 +71,8 @@ int32_t buffer_flush_available(buffer *b, int fd);
 int32_t buffer_flush_all(buffer *b, int fd);
 
 /// Writes one screen of `width` columns and `height` lines, one of which is kept for the prompt when there
-/// are two or more: a line ends behind a line feed or when it is as long as the screen is wide. Before it
-/// goes, with `erase`, what wipes out the last prompt; behind it, if more is queued and `no_more` is not set,
+/// are two or more: a line ends after a line feed or when it is as long as the screen is wide. Before it
+/// goes, with `erase`, what wipes out the last prompt; after it, if more is queued and `no_more` is not set,
 /// the prompt. Less than 1 for width or height is logged and counts as 1. What a short write leaves of the
 /// screen is lost. An empty buffer writes nothing at all. Any failing write, an interrupted one included, is
 /// k_buffer_error, and so is a lack of memory.

@@ -1,3 +1,5 @@
+// One screen of a buffer: where it ends, what goes before and after it, and its way to the descriptor.
+
 #include "lib/base/log.h"
 #include "lib/cli/buffer.h"
 
@@ -12,7 +14,7 @@ namespace {
 
 constexpr const char *k_name = "buffer_flush_window";
 
-// Its NUL is written with it, as it always was; a terminal ignores that.
+// Kept: whoever reads the output counts 11 bytes, the NUL included; a terminal ignores that.
 constexpr char k_more[] = " --More-- ";
 static_assert(sizeof k_more == 11);
 

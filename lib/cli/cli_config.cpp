@@ -1,3 +1,5 @@
+#include "lib/cli/cli_config.h"
+
 #include "lib/base/log.h"
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_parser.h"
@@ -9,9 +11,6 @@
 namespace {
 
 constexpr size_t k_line_size = 256; // a longer line is taken in pieces of 255 characters
-
-// The modes whose commands may stand in a saved configuration: those of users and of all configuration modes.
-constexpr uint32_t k_saved_modes = 14;
 
 struct close_file {
     void operator()(std::FILE *file) const { std::fclose(file); }
@@ -41,7 +40,7 @@ int32_t cli_load_config(const char *path) {
     }
     const int32_t outer_status = cli_last_status(); // of the line whose handler loads
     cli_session session{};
-    session.mode_mask = k_saved_modes;
+    session.mode_mask = k_cli_mask_config;
     session.mode_id = k_cli_mode_config;
     bool all_done = true;
     char line[k_line_size];

@@ -64,7 +64,7 @@ int32_t cli_cpu_load() {
     const int64_t busy = s_current.busy - s_previous.busy;
     pthread_mutex_unlock(&s_mutex);
     const float load = static_cast<float>(busy) * 100 / (total == 0 ? 1.0F : static_cast<float>(total));
-    // The callers know the figure in this scale and cut to a whole number like this.
+    // Kept: callers divide by 100, and count on a fraction that is cut off and not rounded.
     char text[64];
     std::snprintf(text, sizeof text, "%0.2f", static_cast<double>(load * 100));
     return static_cast<int32_t>(std::strtol(text, nullptr, 10));

@@ -1,7 +1,8 @@
+#include "lib/cli/cli_help.h"
+
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_output.h"
-#include "lib/cli/cli_parser.h"
-#include "lib/cli/cli_tree.h"
+#include "lib/cli/cli_tree_nodes.h"
 
 #include <algorithm>
 #include <cctype>
@@ -11,8 +12,8 @@ namespace {
 
 uint32_t s_listing = 0; // number of the present listing; a known word remembers the one that last printed it
 
-/// What a listing is about: the words in front of a position, and how strictly they must fit.
-struct question {
+/// What a listing is about: the words before a position, and how strictly they must fit.
+struct listing {
     int32_t count;
     const char *const *words;
     bool whole_words;    // a word that is only the beginning of the pattern's does not fit
@@ -24,12 +25,12 @@ bool typed_word_fits(const char *input, const cli_known_word &word, bool whole) 
     return cli_prefix_match(input, word.pattern) && !(whole && cli_is_unfinished(input, word.text));
 }
 
-bool answers(const cli_entry &entry, uint32_t mode_mask, const question &asked) {
-    if ((entry.command->mode_mask & mode_mask) == 0 || entry.words < asked.count) {
+bool is_listed(const cli_entry &entry, uint32_t mode_mask, const listing &wanted) {
+    if ((entry.command->mode_mask & mode_mask) == 0 || entry.words < wanted.count) {
         return false;
     }
-    for (int32_t i = 0; i < asked.count; i++) {
-        if (!typed_word_fits(asked.words[i], *entry.word[i], asked.whole_words)) {
+    for (int32_t i = 0; i < wanted.count; i++) {
+        if (!typed_word_fits(wanted.words[i], *entry.word[i], wanted.whole_words)) {
             return false;
         }
     }
@@ -66,29 +67,29 @@ bool is_wanted(const char *partial, const cli_pattern_word &pattern) {
            std::strncmp(partial, pattern.text, std::strlen(partial)) == 0;
 }
 
-int32_t list_entry(const cli_entry &entry, const question &asked) {
-    const char *const help = help_at(entry, asked.position);
-    if (asked.position < entry.words) {
-        cli_known_word &word = *entry.word[asked.position];
-        return is_wanted(asked.partial, word.pattern) ? list_word(word, help) : 0;
+int32_t list_entry(const cli_entry &entry, const listing &wanted) {
+    const char *const help = help_at(entry, wanted.position);
+    if (wanted.position < entry.words) {
+        cli_known_word &word = *entry.word[wanted.position];
+        return is_wanted(wanted.partial, word.pattern) ? list_word(word, help) : 0;
     }
-    if (help == nullptr || asked.partial[0] != '\0') {
+    if (help == nullptr || wanted.partial[0] != '\0') {
         return 0;
     }
     cli_print("  %-15s\n", help);
     return lines_of(help);
 }
 
-int32_t list(const cli_session &session, const question &asked) {
+int32_t print_listing(const cli_session &session, const listing &wanted) {
     const cli_node *const node = cli_find_node(session.mode_id);
-    if (node == nullptr || asked.position < 0 || asked.position >= k_cli_words_max) {
+    if (node == nullptr || wanted.position < 0 || wanted.position >= k_cli_words_max) {
         return 0;
     }
     s_listing++;
     int32_t lines = 0;
     for (size_t i = 0; i < node->count; i++) {
-        if (answers(*node->entries[i], session.mode_mask, asked)) {
-            lines += list_entry(*node->entries[i], asked);
+        if (is_listed(*node->entries[i], session.mode_mask, wanted)) {
+            lines += list_entry(*node->entries[i], wanted);
         }
     }
     return lines;
@@ -103,24 +104,24 @@ struct completion {
 };
 
 bool print_choice(const char *choice, size_t length, void *context) {
-    auto &wanted = *static_cast<completion *>(context);
-    const size_t typed = std::strlen(wanted.partial);
-    if (typed <= length && std::strncmp(wanted.partial, choice, typed) == 0) {
+    auto &done = *static_cast<completion *>(context);
+    const size_t typed = std::strlen(done.partial);
+    if (typed <= length && std::strncmp(done.partial, choice, typed) == 0) {
         cli_print("%.*s\n", static_cast<int>(length), choice);
-        wanted.lines++;
+        done.lines++;
     }
     return false;
 }
 
-void complete_word(cli_known_word &word, completion &wanted) {
+void complete_word(cli_known_word &word, completion &done) {
     if (word.listed == s_listing) {
         return;
     }
     word.listed = s_listing;
     if (word.pattern.kind == cli_word_kind::alternatives) {
-        cli_each_choice(word.text, print_choice, &wanted);
+        cli_each_choice(word.text, print_choice, &done);
     } else if (word.pattern.kind == cli_word_kind::keyword) {
-        print_choice(word.text, std::strlen(word.text), &wanted);
+        print_choice(word.text, std::strlen(word.text), &done);
     }
 }
 
@@ -146,13 +147,13 @@ int32_t cli_list_next_words(const cli_session &session, int32_t offset, int32_t 
     if (count < 0 || count > k_cli_words_max || offset < -k_cli_words_max || offset > k_cli_words_max) {
         return 0;
     }
-    return list(session, {count, words, true, count + offset - 1, ""});
+    return print_listing(session, {count, words, true, count + offset - 1, ""});
 }
 
 int32_t cli_help_line(const cli_session &session, const char *line) {
     unfinished_line split;
     split_last_word(&split, line);
-    return list(session, {split.before, split.words.word, false, split.before, split.partial});
+    return print_listing(session, {split.before, split.words.word, false, split.before, split.partial});
 }
 
 int32_t cli_complete_line(const cli_session &session, const char *line) {
@@ -163,13 +164,13 @@ int32_t cli_complete_line(const cli_session &session, const char *line) {
         return 0;
     }
     s_listing++;
-    completion wanted = {split.partial, 0};
-    const question asked = {split.before, split.words.word, false, split.before, split.partial};
+    completion done = {split.partial, 0};
+    const listing wanted = {split.before, split.words.word, false, split.before, split.partial};
     for (size_t i = 0; i < node->count; i++) {
         const cli_entry &entry = *node->entries[i];
-        if (answers(entry, session.mode_mask, asked) && asked.position < entry.words) {
-            complete_word(*entry.word[asked.position], wanted);
+        if (is_listed(entry, session.mode_mask, wanted) && wanted.position < entry.words) {
+            complete_word(*entry.word[wanted.position], done);
         }
     }
-    return wanted.lines;
+    return done.lines;
 }

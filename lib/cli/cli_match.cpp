@@ -17,7 +17,7 @@ bool is_space(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0;
 
 constexpr int64_t k_saturated = INT64_MAX;
 
-/// Reads a run of decimal digits and moves behind it; a value that does not fit is the largest there is.
+/// Reads a run of decimal digits and moves past it; a value that does not fit is the largest there is.
 int64_t read_digits(const char *&at, int32_t width = INT32_MAX) {
     int64_t value = 0;
     for (; is_digit(*at) && width > 0; at++, width--) {
@@ -73,8 +73,8 @@ bool vlan_id(const char *input) {
 bool date(const char *input) { return scan_numbers(input, 3, '/'); }
 bool time_of_day(const char *input) { return scan_numbers(input, 3, ':'); }
 
-/// One hexadecimal digit is enough, whatever stands around it: commands are known to be given values in forms
-/// of their own.
+/// One hexadecimal digit is enough, whatever stands around it. Kept: commands depend on it, whose values have
+/// forms of their own.
 bool hex_value(const char *input) { return std::any_of(input, input + std::strlen(input), is_hex); }
 
 /// Four parts of one to three digits. The values are the handlers' business.

@@ -3,7 +3,7 @@
 #include "lib/base/invariant.h"
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_output.h"
-#include "lib/cli/cli_tree.h"
+#include "lib/cli/cli_tree_nodes.h"
 
 #include <cstring>
 #include <iterator>
@@ -47,7 +47,7 @@ void record(const char *command, int32_t argc, const char *const *argv) {
 // ---- matching a line
 
 /// Whether one of the words, taken from the top of the tree, fits more than one keyword and is none of them
-/// in full. It is decided at the second that fits: an exact one behind it would come too late.
+/// in full. It is decided at the second that fits: an exact one after it would come too late.
 bool is_ambiguous(const cli_tree_node *list, const cli_words &line) {
     for (int32_t i = 0; i < line.count && list != nullptr; i++) {
         const cli_tree_node *fits = nullptr;
@@ -92,15 +92,15 @@ bool is_candidate(const cli_entry &entry, const cli_words &line) {
 }
 
 /// What the candidates of a line come to.
-struct choice {
+struct selection {
     const cli_entry *called;   // fits in full; null when none does
     const cli_entry *fallback; // the last candidate that takes no arguments
     bool any;
     bool last_failed; // the last candidate that was compared in full did not fit
 };
 
-choice choose(const cli_node &node, const cli_words &line) {
-    choice result = {};
+selection select_entry(const cli_node &node, const cli_words &line) {
+    selection result = {};
     for (size_t i = 0; i < node.count; i++) {
         const cli_entry &entry = *node.entries[i];
         if (!is_candidate(entry, line)) {
@@ -121,7 +121,7 @@ choice choose(const cli_node &node, const cli_words &line) {
     return result;
 }
 
-int32_t call(const cli_entry &entry, const cli_words &line) {
+int32_t call_handler(const cli_entry &entry, const cli_words &line) {
     s_last_status = k_cli_status_done;
     const int32_t argc = line.count - entry.command_words;
     const char *const *const argv = line.word + entry.command_words;
@@ -143,9 +143,9 @@ int32_t execute(const cli_words &line) {
     if (node == nullptr || is_ambiguous(node->root, line)) {
         return -1;
     }
-    const choice chosen = choose(*node, line);
+    const selection chosen = select_entry(*node, line);
     if (chosen.called != nullptr) {
-        return call(*chosen.called, line);
+        return call_handler(*chosen.called, line);
     }
     if (chosen.fallback == nullptr || chosen.fallback->command->handler == nullptr) {
         return -1;
@@ -155,7 +155,7 @@ int32_t execute(const cli_words &line) {
         cli_print("%% Wrong argument\n");
         return -1;
     }
-    return call(*chosen.fallback, line);
+    return call_handler(*chosen.fallback, line);
 }
 
 int32_t answer_prompt(const char *line) {

@@ -12,7 +12,10 @@ struct cli_session {
 };
 static_assert(sizeof(cli_session) == 28);
 
-constexpr int32_t k_cli_mode_config = 5; // the global configuration
+// The global configuration, which a saved one begins in too: its mode, and what may be typed there and in the
+// modes below it, the commands of users (bit 1) and of the configuration (bits 2 and 3).
+constexpr int32_t k_cli_mode_config = 5;
+constexpr uint32_t k_cli_mask_config = 0xE;
 
 // Kinds of lines. The question that an answer belongs to is the last, unfinished line of what was printed.
 constexpr int32_t k_cli_node_command = 0;

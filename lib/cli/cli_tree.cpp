@@ -1,7 +1,7 @@
 #include "lib/cli/cli_tree.h"
 
 #include "lib/cli/cli_output.h"
-#include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree_nodes.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -85,12 +85,12 @@ bool split(cli_words *words, const char *pattern) {
     }
     cli_tokenise(words, pattern);
     if (words->count == k_cli_words_max) {
-        // One word too many would have been dropped; it shows behind the last one kept.
+        // One word too many would have been dropped; it shows after the last one kept.
         const auto rest = static_cast<size_t>(words->word[k_cli_words_max - 1] - words->text);
         std::snprintf(longer, sizeof longer, "%s", pattern + rest + std::strlen(words->text + rest));
-        cli_words behind;
-        cli_tokenise(&behind, longer);
-        if (behind.count > 0) {
+        cli_words more;
+        cli_tokenise(&more, longer);
+        if (more.count > 0) {
             return false;
         }
     }

@@ -1,45 +1,19 @@
 #pragma once
 
 #include "lib/cli/cli_command.h"
-#include "lib/cli/cli_match.h"
 
 #include <cstddef>
 #include <cstdint>
 
-// The installed commands, between the cli_ files. Made at start-up, never freed.
+// The shell's commands, declared once at start-up by the command modules, by the modes they stand in.
 
-/// A word that occurs in patterns, kept once however many commands have it.
-struct cli_known_word {
-    cli_known_word *next;
-    cli_pattern_word pattern;
-    uint32_t listed; // number of the last listing that printed it
-    char text[k_cli_pattern_word_max + 1];
-};
+/// Installs a command in a mode. Returns 0, or -1 when the mode has a command of the same words and the same
+/// pattern (none is not the same as none), when a word is longer than 127 characters, when there are more
+/// than 20 of them, or when memory is out. `command` must live for ever.
+[[nodiscard]] int32_t cli_install(int32_t mode_id, const cli_command *command);
 
-/// A command as installed, its words split.
-struct cli_entry {
-    const cli_command *command;
-    int32_t command_words; // of which the first ones are the command's, the others its arguments
-    int32_t words;
-    cli_known_word *word[]; // as many as `words`
-};
+/// How many commands are installed in a mode.
+size_t cli_command_count(int32_t mode_id);
 
-/// One word at one depth of a mode's commands.
-struct cli_tree_node {
-    cli_known_word *word;
-    uint32_t mode_bit; // that of the first command installed through it, and of no later one
-    cli_tree_node *next;
-    cli_tree_node *child;
-};
-
-/// The commands of one mode.
-struct cli_node {
-    int32_t mode_id;
-    cli_entry **entries; // ascending by command words; equal ones in the order they were installed
-    size_t count;
-    size_t room;
-    cli_tree_node *root;
-};
-
-/// The node of a mode, or null when nothing was installed in it. Good until the next install.
-const cli_node *cli_find_node(int32_t mode_id);
+/// Prints the words of every mode as a tree, for debugging.
+void cli_dump_tree();

@@ -3,6 +3,7 @@
 #include "lib/base/local_socket.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
+#include "lib/cli/cli_config.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_clients.h"
 #include "lib/cli/csh_message.h"
@@ -236,7 +237,7 @@ bool make_channel(gid_t group) {
 }
 
 /// The start-up's own steps, or their defaults.
-void call(void (*step)()) {
+void run_step(void (*step)()) {
     if (step != nullptr) {
         step();
     }
@@ -267,7 +268,7 @@ void restart_interface(const csh_startup &startup) {
 
 void apply_address(const csh_startup &startup) {
     if (startup.uses_dhcp == nullptr || !startup.uses_dhcp()) {
-        call(startup.apply_static_address);
+        run_step(startup.apply_static_address);
     } else if (::access(k_dhcp_pid_file, F_OK) == 0) {
         run_command(startup, "kill -SIGUSR1 `cat /var/run/udhcpc.pid`");
     } else {
@@ -308,13 +309,13 @@ int32_t csh_server_start(const csh_startup &startup) {
     if (!make_channel(startup.socket_group)) {
         return -1;
     }
-    call(startup.init_modules);
+    run_step(startup.init_modules);
     csh_output_remove(); // what the last start's replay printed
     // A missing file is a switch as it left the factory.
     if (cli_load_config(k_saved_config) == k_cli_load_failed_lines) {
         std::printf("%s: not all lines could be run; the system log says which\n", k_saved_config);
     }
-    call(startup.init_services);
+    run_step(startup.init_services);
     if (!startup.skip_interface) {
         restart_interface(startup);
         apply_address(startup);

@@ -5,6 +5,8 @@
 // Status codes of a line that a client is to be told in words, and by which a command holds the shell while
 // it works: nobody is served until it has ended.
 
+constexpr int32_t k_csh_status_session_ended = 0x1012e;
+
 enum class csh_busy_change : uint8_t { none, set, clear };
 
 struct csh_status_row {
@@ -21,7 +23,7 @@ inline constexpr csh_status_row k_csh_status[] = {
     {0x1006d, csh_busy_change::set, "The configuration is being written. Please wait."},
     {0x1012b, csh_busy_change::set, "The switch restarts. Please wait."},
     {0x1012c, csh_busy_change::none, "The restart has been called off."},
-    {0x1012e, csh_busy_change::none, "The session has ended."},
+    {k_csh_status_session_ended, csh_busy_change::none, "The session has ended."},
     {0x1012f, csh_busy_change::none, "The login has failed."},
     {0x10130, csh_busy_change::set, "The shell is in use by another command. Please wait."},
     {0x10131, csh_busy_change::clear, "The shell is free again."},

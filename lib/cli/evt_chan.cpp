@@ -1,9 +1,10 @@
 #include "lib/cli/evt_chan.h"
 
+#include "lib/base/monotonic.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <ctime>
 #include <fcntl.h>
 #include <span>
 #include <sys/select.h>
@@ -26,12 +27,6 @@ channel *find(int fd) {
     channel *const end = s_channels.data() + s_count;
     channel *const found = std::find_if(s_channels.data(), end, [=](const channel &c) { return c.fd == fd; });
     return found != end ? found : nullptr;
-}
-
-int64_t monotonic_us() {
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
 }
 
 /// Waits until a channel is readable; a signal does not make it wait longer than a second in all. Results of

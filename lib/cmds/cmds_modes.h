@@ -16,21 +16,21 @@ constexpr uint32_t k_mask_config = 0x4;         // the configuration, in all its
 constexpr uint32_t k_mask_config_further = 0x8; // as above
 constexpr uint32_t k_mask_debug = 0x10000;
 constexpr uint32_t k_mask_engineering = 0x20000;
-constexpr uint32_t k_masks_configuring = k_mask_user | k_mask_config | k_mask_config_further;
+static_assert((k_mask_user | k_mask_config | k_mask_config_further) == k_cli_mask_config);
 
 struct cmds_mode {
     int32_t id;
     uint32_t mask;      // of a session in this mode
     int32_t parent;     // where "exit" leads
     const char *name;   // for people
-    const char *prompt; // what stands behind the host name
+    const char *prompt; // what stands after the host name
 };
 
 inline constexpr cmds_mode k_cmds_modes[] = {
     {k_mode_exec, k_mask_user, k_mode_exec, "exec", "#"},
-    {k_cli_mode_config, k_masks_configuring, k_mode_exec, "config", "(config)#"},
-    {k_mode_interface_range, k_masks_configuring, k_cli_mode_config, "interface range", "(config-if-range)#"},
-    {k_mode_vlan, k_masks_configuring, k_cli_mode_config, "vlan", "(config-vlan)#"},
+    {k_cli_mode_config, k_cli_mask_config, k_mode_exec, "config", "(config)#"},
+    {k_mode_interface_range, k_cli_mask_config, k_cli_mode_config, "interface range", "(config-if-range)#"},
+    {k_mode_vlan, k_cli_mask_config, k_cli_mode_config, "vlan", "(config-vlan)#"},
 };
 
 static_assert(k_cmds_modes[0].id == k_mode_exec);

@@ -1,6 +1,7 @@
 #include "lib/cmds/cmds_session.h"
 
 #include "lib/base/invariant.h"
+#include "lib/base/switch_ports.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/screen_length.h"
 
@@ -11,7 +12,7 @@ constexpr size_t k_place_ports = 0;
 constexpr size_t k_place_vlan = 1;
 constexpr size_t k_place_screen_length = 2; // 0: the session has none of its own
 
-constexpr uint32_t k_all_ports = ((1U << k_cmds_ports) - 1) << 1;
+constexpr uint32_t k_all_ports = ((1U << k_switch_ports) - 1) << 1;
 constexpr int32_t k_vlan_max = 4094;
 
 } // namespace

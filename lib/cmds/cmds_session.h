@@ -8,8 +8,6 @@
 // What the handlers of commands know of the session of the line that is being run. It came from a client, so
 // that each value may be missing.
 
-constexpr int32_t k_cmds_ports = 12; // of the switch, from 1
-
 /// The mode of the session; exec when it is in none that there is.
 const cmds_mode &cmds_current_mode();
 

@@ -2,18 +2,19 @@
 
 #include "lib/base/parse_number.h"
 #include "lib/base/result.h"
-#include "lib/cli/cli_command.h"
+#include "lib/base/switch_ports.h"
 #include "lib/cli/cli_cpu_load.h"
 #include "lib/cli/cli_error.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree.h"
+#include "lib/cli/csh_status.h"
 #include "lib/cli/screen_length.h"
 #include "lib/cmds/cmds_modes.h"
 #include "lib/cmds/cmds_session.h"
 #include "lib/sasi/sasi.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <ctime>
 #include <iterator>
@@ -21,9 +22,7 @@
 
 namespace {
 
-constexpr int32_t k_status_session_ended = 0x1012e;
-
-/// Handler of a command that takes no arguments; words behind it are wrong.
+/// Handler of a command that takes no arguments; words after it are wrong.
 template<int32_t (*run)()> int32_t alone(int32_t argc, const char *const * /*argv*/) {
     return argc == 0 ? run() : -1;
 }
@@ -38,7 +37,7 @@ int32_t enter_config() {
 int32_t enter_interface_range(int32_t /*argc*/, const char *const *argv) {
     uint32_t ports = 0;
     if (!cmds_parse_ports(argv[0], &ports)) {
-        cli_print("%% Ports are 1 to %d, as in 1,3-5\n", k_cmds_ports);
+        cli_print("%% Ports are 1 to %d, as in 1,3-5\n", k_switch_ports);
         return k_cli_invalid_value;
     }
     cmds_enter_mode(k_mode_interface_range);
@@ -65,7 +64,7 @@ int32_t leave_configuration() {
 }
 
 int32_t end_session() {
-    cli_set_last_status(k_status_session_ended);
+    cli_set_last_status(k_csh_status_session_ended);
     return 0;
 }
 
@@ -307,12 +306,13 @@ bool install(const placed_command &row) {
     });
 }
 
-/// Reads a port number and moves behind it; 0 when there is none in range.
+/// Reads a port number and moves past it; 0 when there is none in range.
 int32_t read_port(const char *&at) {
     int32_t port = 0;
-    const auto [end, error] = std::from_chars(at, at + std::strlen(at), port);
-    at = end;
-    return error == std::errc{} && port >= 1 && port <= k_cmds_ports ? port : 0;
+    const size_t digits = std::strspn(at, "0123456789");
+    const bool is_port = parse_number({at, digits}, 1, k_switch_ports, &port);
+    at += digits;
+    return is_port ? port : 0;
 }
 
 } // namespace

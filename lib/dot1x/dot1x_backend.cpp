@@ -1,6 +1,7 @@
 #include "lib/dot1x/dot1x_backend.h"
 
 #include "lib/base/invariant.h"
+#include "lib/base/switch_ports.h"
 #include "lib/dot1x/dot1x_table.h"
 
 #include <cstdio>
@@ -9,7 +10,7 @@ namespace {
 
 constexpr uint16_t k_count_wrap = 256; // reqCount is wider, but 255 is the last value it takes
 
-dot1x_port s_ports[k_dot1x_ports]{};  // port 1 first
+dot1x_port s_ports[k_switch_ports]{}; // port 1 first
 const dot1x_hooks *s_hooks = nullptr; // null: not set yet
 
 /// What every entry action does first: its debug line, the new state. Null for a port that there is not.
@@ -70,7 +71,7 @@ void dot1x_set_hooks(const dot1x_hooks *hooks) {
 }
 
 dot1x_port *dot1x_get_port(int32_t port) {
-    return port >= 1 && port <= k_dot1x_ports ? &s_ports[port - 1] : nullptr;
+    return port >= 1 && port <= k_switch_ports ? &s_ports[port - 1] : nullptr;
 }
 
 void backend_SM_transition(int32_t port, int32_t event) {

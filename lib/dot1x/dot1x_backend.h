@@ -70,7 +70,7 @@ struct dot1x_settings {
     uint16_t serverTimeout; // seconds to wait for the authentication server
 };
 
-/// What the rest of the authenticator supplies. Every member must be set. `port` is always one of the table.
+/// What the rest of the authenticator supplies. Every member must be set. `port` is always one of the switch.
 /// A send hook must not run a transition of its port, not even when the answer is there at once: the entry
 /// action that calls it has more to do, and would do it in the wrong state. It notes the event, which is
 /// given when backend_SM_transition has returned.
@@ -84,13 +84,12 @@ struct dot1x_hooks {
     bool (*debug)();                                // whether debug lines are printed
 };
 
-inline constexpr int32_t k_dot1x_ports = 12; // ports are 1..12
-
 /// Sets the hooks; once, before the first event. The table stays the caller's and must live as long as the
 /// machines are used. Aborts on a table with a member missing.
 void dot1x_set_hooks(const dot1x_hooks *hooks);
 
-/// The record of `port`, 1..12, or null for any other number. It lives for ever.
+/// The record of `port`, one of the switch (1 to k_switch_ports), or null for any other number. It lives for
+/// ever.
 dot1x_port *dot1x_get_port(int32_t port);
 
 /// Runs one transition. An event that is unknown or does not fit the port's state changes nothing, nor does

@@ -36,7 +36,7 @@ inline constexpr dot1x_row k_dot1x_rows[] = {
     {e_authAbort, k_dot1x_any_state, dot1x_guard::none, do_backend_SM_initialize},
 };
 
-/// A state: its name behind "BM_STATUS_", its entry action, and whether it lasts or falls through to idle.
+/// A state: its name after "BM_STATUS_", its entry action, and whether it lasts or falls through to idle.
 struct dot1x_state_row {
     const char *name;
     void (*enter)(int32_t port);

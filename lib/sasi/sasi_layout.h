@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lib/base/switch_ports.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -135,7 +137,6 @@ inline constexpr size_t k_entry_byte9 = 9;
 static_assert(mst_at::k_port_entry + 12 * mst_at::k_port_entry_size + mst_at::k_entry_byte9 <
               k_mst_ports_size);
 
-inline constexpr int32_t k_switch_ports = 12;
 inline constexpr int32_t k_mst_instances = 64;
 
 // Bits of the alarm word.

@@ -1,5 +1,6 @@
 #include "lib/time/sntp_client.h"
 
+#include "lib/base/monotonic.h"
 #include "lib/base/result.h"
 #include "lib/base/retry.h"
 #include "lib/base/unique_fd.h"
@@ -11,7 +12,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <iterator>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -19,12 +19,6 @@
 namespace {
 
 constexpr int64_t k_answer_us = 1000000; // how long an answer is waited for
-
-int64_t monotonic_us() {
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
-}
 
 sockaddr_in loopback(uint16_t port) {
     sockaddr_in address{};

@@ -1,3 +1,5 @@
+// Transfers over a pipe that takes less than it is given.
+
 #include "lib/base/io.h"
 #include "lib/base/unique_fd.h"
 #include "tests/support/syslog_capture.h"

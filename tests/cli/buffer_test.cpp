@@ -1,3 +1,5 @@
+// The output buffer over pipes and terminals.
+
 #include "lib/cli/buffer.h"
 
 #include "lib/base/unique_fd.h"

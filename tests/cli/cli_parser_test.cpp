@@ -1,7 +1,12 @@
+// Declared commands, and what becomes of lines: run, helped with, completed, replayed.
+
+#include "lib/cli/cli_config.h"
+#include "lib/cli/cli_help.h"
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/cli_tree.h"
+#include "lib/cli/cli_tree_nodes.h"
 #include "lib/cmds/cmds_session.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// What the shell's process keeps in /var and says at its end. Each case has a process and mounts of its own.
+
 #include "lib/base/unique_fd.h"
 #include "lib/cli/fatal_signals.h"
 #include "lib/cli/screen_length.h"
@@ -19,8 +21,6 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-// What the shell's process keeps in /var and says at its end. Each case has a process and mounts of its own.
 
 namespace {
 

@@ -1,8 +1,11 @@
+// The server as its clients see it: a process of its own, with a /tmp and a /var of its own.
+
 #include "lib/base/local_socket.h"
 #include "lib/base/unique_fd.h"
 #include "lib/cli/cli_cpu_load.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree.h"
 #include "lib/cli/csh_message.h"
 #include "lib/cli/csh_server.h"
 #include "lib/cli/evt_chan.h"
@@ -26,8 +29,6 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <thread>
-
-// The server as its clients see it: a process of its own, with a /tmp and a /var of its own.
 
 namespace {
 

@@ -1,4 +1,8 @@
+// Every event in every state, by the calls it makes and the record it leaves.
+
 #include "lib/dot1x/dot1x_backend.h"
+
+#include "lib/base/switch_ports.h"
 
 #include <algorithm>
 #include <array>
@@ -18,7 +22,7 @@ struct call {
 };
 
 std::vector<call> s_calls;
-std::array<dot1x_settings, k_dot1x_ports + 1> s_settings;
+std::array<dot1x_settings, k_switch_ports + 1> s_settings;
 bool s_debug = false;
 std::vector<int32_t> s_from_notification; // events given from within the next notification
 
@@ -129,13 +133,13 @@ protected:
 };
 
 TEST_F(Backend, EveryPairOfStateAndEventFollowsTheRules) {
-    s_settings[k_dot1x_ports] = {.maxReq = 3, .serverTimeout = 60};
+    s_settings[k_switch_ports] = {.maxReq = 3, .serverTimeout = 60};
     for (const uint16_t count : std::array<uint16_t, 5>{0, 1, 2, 3, 255}) {
         for (uint16_t authorised = 0; authorised <= 1; authorised++) {
             for (uint8_t state = BM_STATUS_REQUEST; state <= BM_STATUS_INITIALIZE; state++) {
                 for (int32_t event = -1; event <= 24; event++) {
-                    const int32_t port = event % 2 == 0 ? 1 : k_dot1x_ports;
-                    const dot1x_port &other = *dot1x_get_port(k_dot1x_ports + 1 - port);
+                    const int32_t port = event % 2 == 0 ? 1 : k_switch_ports;
+                    const dot1x_port &other = *dot1x_get_port(k_switch_ports + 1 - port);
                     const dot1x_port other_before = other;
                     const dot1x_port &p = start(port, state, count, authorised);
                     dot1x_port expected = p;

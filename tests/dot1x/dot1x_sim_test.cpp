@@ -1,3 +1,5 @@
+// The program that plays supplicants and servers.
+
 #include "tests/support/child_process.h"
 
 #include <gmock/gmock.h>

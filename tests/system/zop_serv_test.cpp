@@ -1,3 +1,5 @@
+// The management process among users who mean it ill, and with nobody to read what it says.
+
 #include "lib/base/local_socket.h"
 #include "tests/support/child_process.h"
 #include "tests/support/private_scenario.h"
@@ -11,8 +13,6 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <thread>
-
-// The management process among users who mean it ill, and with nobody to read what it says.
 
 namespace {
 

@@ -1,3 +1,5 @@
+// The shell as its users meet it: zopsh at a terminal or in a script, with the management process behind it.
+
 #include "lib/cli/csh_message.h"
 #include "tests/support/child_process.h"
 #include "tests/support/private_scenario.h"
@@ -16,8 +18,6 @@
 #include <sys/un.h>
 #include <termios.h>
 #include <thread>
-
-// The shell as its users meet it: zopsh at a terminal or in a script, with the management process behind it.
 
 namespace {
 

@@ -1,3 +1,5 @@
+// The clock with a `date` of its own, and planted files where the real one writes.
+
 #include "lib/time/sntp_clock.h"
 
 #include "lib/base/result.h"

@@ -1,3 +1,5 @@
+// Which addresses of time servers are taken, and which are in reach.
+
 #include "lib/time/sntp_reach.h"
 
 #include "tests/time/own_machine.h"

@@ -1,3 +1,6 @@
+// The answers to a command's questions. They are read apart from the editor, so that no history holds them
+// and no key has a meaning of its own.
+
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/terminal.h"
 #include "lib/base/result.h"
@@ -7,13 +10,10 @@
 #include <cstring>
 #include <unistd.h>
 
-// The answers to a command's questions. They are read apart from the editor, so that no history holds them
-// and no key has a meaning of its own.
-
 namespace {
 
 /// A line of the terminal; nothing when `end` ends it, or nothing more comes. Read a byte at a time: what
-/// came while the editor had the terminal, pasted perhaps, comes with all the lines behind the answer at
+/// came while the editor had the terminal, pasted perhaps, comes with all the lines after the answer at
 /// once.
 std::optional<std::string> read_line(char end) {
     std::string line;
@@ -39,7 +39,7 @@ std::optional<std::string> ask(const shell &sh) {
 
 } // namespace
 
-std::optional<std::string> shell_ask(shell *sh) {
+std::optional<std::string> shell_read_answer(shell *sh) {
     std::optional<std::string> answer = ask(*sh);
     if (!answer) {
         std::fputs("\n", stdout); // the next prompt is to begin a line

@@ -1,4 +1,4 @@
-#include "apps/zop_serv/ask.h"
+#include "apps/zop_serv/request_loop.h"
 
 #include "lib/base/parse_number.h"
 #include "lib/ipc/ipc_api.h"
@@ -11,11 +11,11 @@
 
 namespace {
 
-ipc_header s_asked = {};
+ipc_header s_request = {};
 
-void *ask_on(void * /*argument*/) {
+void *request_for_ever(void * /*argument*/) {
     for (;;) {
-        ipc_header header = s_asked;
+        ipc_header header = s_request;
         const auto start = std::chrono::steady_clock::now();
         protoipc_send_request(&header, nullptr, 0, nullptr, 0);
         const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
@@ -29,17 +29,17 @@ void *ask_on(void * /*argument*/) {
 
 } // namespace
 
-bool ask_parse(const char *what) {
+bool request_loop_parse(const char *what) {
     const std::string_view text(what);
     const size_t comma = text.find(',');
-    s_asked.kind = k_ipc_kind_request;
-    s_asked.status = k_ipc_status_unanswered;
-    return comma != std::string_view::npos && parse_number(text.substr(0, comma), &s_asked.route) &&
-           parse_number(text.substr(comma + 1), &s_asked.command) && ipc_route_valid(s_asked.route) &&
-           ipc_command_valid(s_asked.command) && s_asked.command != k_ipc_command_hello;
+    s_request.kind = k_ipc_kind_request;
+    s_request.status = k_ipc_status_unanswered;
+    return comma != std::string_view::npos && parse_number(text.substr(0, comma), &s_request.route) &&
+           parse_number(text.substr(comma + 1), &s_request.command) && ipc_route_valid(s_request.route) &&
+           ipc_command_valid(s_request.command) && s_request.command != k_ipc_command_hello;
 }
 
-bool ask_start() {
+bool request_loop_start() {
     pthread_t thread = 0;
-    return pthread_create(&thread, nullptr, ask_on, nullptr) == 0;
+    return pthread_create(&thread, nullptr, request_for_ever, nullptr) == 0;
 }

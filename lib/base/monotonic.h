@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+/// Microseconds of the clock that only ever goes forward, from an unknown start.
+inline int64_t monotonic_us() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
+}
