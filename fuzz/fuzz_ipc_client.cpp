@@ -3,8 +3,11 @@
 
 #include "lib/base/bytes.h"
 #include "lib/base/log.h"
-#include "lib/ipc/ipc_pending.h"
-#include "lib/ipc/ipc_server.h"
+#include "lib/ipc/internal/ipc_client.h"
+#include "lib/ipc/internal/ipc_gate.h"
+#include "lib/ipc/internal/ipc_pending.h"
+#include "lib/ipc/internal/ipc_routes.h"
+#include "lib/ipc/internal/ipc_server.h"
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,14 @@
 #include "lib/ipc/ipc_api.h"
 
 #include "lib/base/result.h"
-#include "lib/ipc/ipc_gate.h"
-#include "lib/ipc/ipc_server.h"
+#include "lib/ipc/internal/ipc_gate.h"
+#include "lib/ipc/internal/ipc_pending.h"
+#include "lib/ipc/internal/ipc_queue.h"
+#include "lib/ipc/internal/ipc_routes.h"
+#include "lib/ipc/internal/ipc_server.h"
 
 #include <cstdlib>
+#include <span>
 
 namespace {
 

@@ -38,21 +38,3 @@ void *ipc_hash_get(ipc_hash *hash, const void *data, ipc_hash_alloc_fn alloc) {
     ++hash->count;
     return stored;
 }
-
-void ipc_hash_free(ipc_hash *hash, void (*free_data)(void *data)) {
-    if (hash == nullptr) {
-        return;
-    }
-    for (uint32_t bucket = 0; bucket < hash->size; ++bucket) {
-        ipc_hash_entry *next = nullptr;
-        for (ipc_hash_entry *entry = hash->index[bucket]; entry != nullptr; entry = next) {
-            next = entry->next;
-            if (free_data != nullptr) {
-                free_data(entry->data);
-            }
-            std::free(entry);
-        }
-    }
-    std::free(hash->index);
-    std::free(hash);
-}

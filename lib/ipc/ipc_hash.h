@@ -30,8 +30,8 @@ struct ipc_hash {
     uint32_t count; // entries in all chains
 };
 
-/// Allocates an empty table of `size` buckets, 0 for the default, or returns null when memory is out. Freed
-/// by ipc_hash_free.
+/// Allocates an empty table of `size` buckets, 0 for the default, or returns null when memory is out.
+/// It is for the life of the process.
 [[nodiscard]] ipc_hash *ipc_hash_new(uint32_t size, ipc_hash_key_fn key, ipc_hash_compare_fn compare);
 
 /// Looks for the record equal to `data` in the chain of its key modulo `size` and returns it. When there is
@@ -39,6 +39,3 @@ struct ipc_hash {
 /// Null when there is no match and `alloc` is null, when `alloc` returns null, or when memory is out (`alloc`
 /// is then not called).
 void *ipc_hash_get(ipc_hash *hash, const void *data, ipc_hash_alloc_fn alloc);
-
-/// Frees the table and its entries, each record through `free_data` where that is given. Null is ignored.
-void ipc_hash_free(ipc_hash *hash, void (*free_data)(void *data));

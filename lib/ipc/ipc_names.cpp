@@ -10,12 +10,8 @@ namespace {
 
 constexpr const char *k_unknown = "unknown";
 
-struct route_name {
-    uint32_t id;
-    const char *name; // null: the row is not filled
-};
-
-constexpr std::array<route_name, 4> k_routes = {{{0, nullptr}, {0, nullptr}, {0, nullptr}, {3, "tatacs"}}};
+// By route; null: without a name.
+constexpr std::array<const char *, 4> k_routes = {nullptr, nullptr, nullptr, "tatacs"};
 
 struct command_name {
     uint16_t id;
@@ -89,41 +85,23 @@ constexpr auto k_commands = [] {
     return names;
 }();
 
-bool detailed() { return ipc_get_settings().log_general && ipc_get_settings().log_detailed; }
-
-bool is_row_of(const route_name &row, uint32_t route) { return row.name != nullptr && row.id == route; }
-
 } // namespace
 
 const char *ipc_route_name(uint32_t route) {
-    if (route >= k_routes.size()) {
-        if (detailed()) {
-            ipc_log_err("unknown route type: %u", route);
-        }
-        return k_unknown;
+    if (route < k_routes.size() && k_routes[route] != nullptr) {
+        return k_routes[route];
     }
-    if (is_row_of(k_routes[route], route)) {
-        return k_routes[route].name;
-    }
-    for (const route_name &row : k_routes) {
-        if (is_row_of(row, route)) {
-            if (detailed()) {
-                ipc_log_warn("internal error: ipc protocol is out of order while searching for %u, please "
-                             "notify developers",
-                             route);
-            }
-            return row.name;
-        }
-    }
-    if (detailed()) {
-        ipc_log_err("internal error: cannot find route type %u in table!", route);
+    if (ipc_logs_detailed()) {
+        ipc_log_err(route < k_routes.size() ? "internal error: cannot find route type %u in table!"
+                                            : "unknown route type: %u",
+                    route);
     }
     return k_unknown;
 }
 
 const char *ipc_command_name(uint32_t command) {
     if (command >= k_commands.size()) {
-        if (detailed()) {
+        if (ipc_logs_detailed()) {
             ipc_log_err("unknown rserv command type: %u", command);
         }
         return k_unknown;

@@ -1,3 +1,5 @@
+#include "lib/ipc/ipc_requests.h"
+
 #include "lib/base/bytes.h"
 #include "lib/ipc/ipc_api.h"
 

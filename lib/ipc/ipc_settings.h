@@ -31,3 +31,7 @@ struct ipc_settings {
 /// The settings of this process: both logging switches on, no greeting, no user, group or capabilities, 8 MiB
 /// for a client, 32 MiB for all, 64 clients, and sockets for this user and root alone.
 ipc_settings &ipc_get_settings();
+
+/// Whether lines that need the general switch, and lines that need both, are logged.
+inline bool ipc_logs() { return ipc_get_settings().log_general; }
+inline bool ipc_logs_detailed() { return ipc_logs() && ipc_get_settings().log_detailed; }

@@ -1,11 +1,12 @@
 #include "lib/ipc/ipc_signal.h"
 
+#include "lib/base/unique_fd.h"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <sys/eventfd.h>
 #include <sys/select.h>
-#include <unistd.h>
 
 namespace {
 
@@ -33,17 +34,16 @@ bool make_wake_fd() {
     if (s_wake_fd.load() >= 0) {
         return true;
     }
-    const int made = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (made >= FD_SETSIZE) {
-        ::close(made);
+    unique_fd made(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (made.get() >= FD_SETSIZE) {
         errno = EMFILE;
         return false;
     }
     int none = -1;
-    if (made >= 0 && !s_wake_fd.compare_exchange_strong(none, made)) {
-        ::close(made); // another thread was first
+    if (made.valid() && s_wake_fd.compare_exchange_strong(none, made.get())) {
+        made.release(); // unless another thread was first
     }
-    return made >= 0;
+    return s_wake_fd.load() >= 0;
 }
 
 } // namespace

@@ -22,5 +22,5 @@ int ipc_signal_process();
 int ipc_signal_fd();
 
 /// Makes the next ipc_signal_process look for caught signals. For who has found ipc_signal_fd readable: when
-/// several threads process, a catch can leave it so behind the last look.
+/// several threads process, a catch can leave it so after the last look.
 void ipc_signal_found_readable();

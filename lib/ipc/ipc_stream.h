@@ -17,7 +17,7 @@
 struct stream {
     stream *next;  // the next one in a stream_queue
     size_t getp;   // offset of the next byte to read
-    size_t endp;   // offset behind the last byte written
+    size_t endp;   // offset after the last byte written
     size_t size;   // capacity of `data` in bytes
     uint8_t *data; // its own allocation, not zero-filled
 };
@@ -53,7 +53,7 @@ size_t stream_resize(stream *s, size_t newsize);
 
 // ---- cursors
 
-/// Offset of the next byte to read, offset behind the last one written, and capacity.
+/// Offset of the next byte to read, offset after the last one written, and capacity.
 size_t stream_get_getp(const stream *s);
 size_t stream_get_endp(const stream *s);
 size_t stream_get_size(const stream *s);

@@ -66,7 +66,7 @@ inline uint8_t *space(const stream *s, size_t n, const char *verb, call_site at 
     return s->data + s->endp;
 }
 
-// The same with the write end moved behind the `n` bytes.
+// The same with the write end moved past the `n` bytes.
 inline uint8_t *append(stream *s, size_t n, const char *verb, call_site at = call_site::here()) {
     uint8_t *bytes = space(s, n, verb, at);
     s->endp += n;

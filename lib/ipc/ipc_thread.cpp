@@ -1,8 +1,8 @@
 #include "lib/ipc/ipc_thread.h"
 
 #include "lib/base/log.h"
+#include "lib/ipc/internal/ipc_thread_list.h"
 #include "lib/ipc/ipc_thread_cpu.h"
-#include "lib/ipc/ipc_thread_list.h"
 #include "lib/ipc/ipc_time.h"
 
 #include <algorithm>

@@ -150,7 +150,7 @@ uint32_t thread_cancel_event_by_arg(scheduler_master *m, const void *arg);
 void thread_invoke(thread *task);
 
 /// Copies at most 63 characters of `funcname` without the blanks and opening parentheses before it and the
-/// blanks and closing parentheses behind it. The last byte of `dest` is always NUL.
+/// blanks and closing parentheses after it. The last byte of `dest` is always NUL.
 void funcname_strip(std::span<char, k_thread_name_size> dest, const char *funcname);
 
 /// Puts a record of type unused that is on no list on the unuse list.

@@ -1,12 +1,12 @@
 #include "lib/ipc/ipc_thread_cpu.h"
 
+#include "lib/base/mutex_guard.h"
 #include "lib/ipc/ipc_hash.h"
 #include "lib/ipc/ipc_time.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <sys/resource.h>
 
 namespace {
@@ -20,7 +20,7 @@ struct usage_point {
 };
 
 // The table is shared by the schedulers of all threads: the lock guards it and what its entries count.
-std::mutex s_table_mutex;
+pthread_mutex_t s_table_mutex = PTHREAD_MUTEX_INITIALIZER;
 ipc_hash *thread_cpu_table = nullptr; // null: not created yet
 
 uintptr_t key_of_entry(const void *data) {
@@ -49,7 +49,7 @@ bool create_table_locked() {
 
 // The entry of the task's callback, made if absent; null without memory.
 thread_cpu_history *find_entry(const thread &task) {
-    const std::lock_guard<std::mutex> guard(s_table_mutex);
+    const mutex_guard guard(s_table_mutex);
     if (!create_table_locked()) {
         return nullptr;
     }
@@ -77,7 +77,7 @@ void count_call(thread_cpu_history *entry, uint8_t add_type, const usage_point &
     const auto real = static_cast<uint64_t>(timeval_elapsed_us(end.real, start.real));
     const auto cpu = static_cast<uint64_t>(timeval_elapsed_us(end.cpu.ru_utime, start.cpu.ru_utime) +
                                            timeval_elapsed_us(end.cpu.ru_stime, start.cpu.ru_stime));
-    const std::lock_guard<std::mutex> guard(s_table_mutex);
+    const mutex_guard guard(s_table_mutex);
     entry->real_total += real;
     entry->real_max = std::max(entry->real_max, real);
     entry->cpu_total += cpu;
@@ -89,7 +89,7 @@ void count_call(thread_cpu_history *entry, uint8_t add_type, const usage_point &
 } // namespace
 
 bool thread_cpu_table_create() {
-    const std::lock_guard<std::mutex> guard(s_table_mutex);
+    const mutex_guard guard(s_table_mutex);
     return create_table_locked();
 }
 

@@ -1,7 +1,9 @@
+// The passes of the scheduler: what it waits for, and in what order its tasks become ready.
+
 #include "lib/base/log.h"
+#include "lib/ipc/internal/ipc_thread_list.h"
 #include "lib/ipc/ipc_signal.h"
 #include "lib/ipc/ipc_thread.h"
-#include "lib/ipc/ipc_thread_list.h"
 #include "lib/ipc/ipc_time.h"
 
 #include <cerrno>

@@ -43,7 +43,7 @@ struct ipc_wire_header {
 constexpr bool ipc_route_valid(uint8_t route) { return route >= k_ipc_route_min && route <= k_ipc_route_max; }
 constexpr bool ipc_command_valid(uint16_t command) { return command >= 1 && command <= k_ipc_command_max; }
 
-/// Reads the header from the first 9 bytes written to `s`, whatever the read cursor, which is left behind it.
+/// Reads the header from the first 9 bytes written to `s`, whatever the read cursor, which is left after it.
 ipc_wire_header ipc_wire_parse(stream *s);
 
 /// Builds a whole message in `s` in place of what was there. Returns false, and leaves `s` empty, when it

@@ -1,6 +1,8 @@
 // Requests of a process that runs the management server: the tests answer them as clients.
 
-#include "lib/ipc/ipc_privs.h"
+#include "lib/ipc/internal/ipc_privs.h"
+
+#include "lib/ipc/ipc_requests.h"
 #include "tests/ipc/ipc_peer.h"
 
 #include <array>

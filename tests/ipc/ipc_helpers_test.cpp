@@ -93,7 +93,7 @@ TEST(IpcHash, NewEntriesComeToTheHeadOfTheirChain) {
     const auto key = [](const void *data) { return *static_cast<const uintptr_t *>(data); };
     const auto same = [](const void *a, const void *b) { return a == b; };
     const auto keep = [](const void *data) { return const_cast<void *>(data); };
-    ipc_hash *hash = ipc_hash_new(1011, key, same);
+    static ipc_hash *hash = ipc_hash_new(1011, key, same);
     const uintptr_t second = UINTPTR_MAX; // its low 32 bits name another bucket
     const uintptr_t first = UINTPTR_MAX % 1011;
     EXPECT_EQ(nullptr, ipc_hash_get(hash, &first, nullptr));
@@ -104,5 +104,4 @@ TEST(IpcHash, NewEntriesComeToTheHeadOfTheirChain) {
     EXPECT_EQ(2U, hash->count);
     EXPECT_EQ(&second, hash->index[first]->data);
     EXPECT_EQ(&first, hash->index[first]->next->data);
-    ipc_hash_free(hash, nullptr);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <pthread.h>
 
 // One gate for every command number: at most one exchange of a command is under way in the process. A sender
 // owns the gate until the IPC thread has answered it; the next sender of the command waits.

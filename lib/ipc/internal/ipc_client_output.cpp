@@ -1,7 +1,8 @@
-// What goes out to a client, how much may wait for one that does not read, and how it is closed for that.
+#include "lib/ipc/internal/ipc_client_output.h"
 
 #include "lib/base/log.h"
-#include "lib/ipc/ipc_server.h"
+#include "lib/ipc/internal/ipc_client.h"
+#include "lib/ipc/internal/ipc_server.h"
 #include "lib/ipc/ipc_settings.h"
 
 #include <atomic>
@@ -11,7 +12,7 @@
 namespace {
 
 // From here on a queue's memory goes back to the system once it is empty: whatever was allocated meanwhile
-// lies behind it, and free alone does not shrink the heap below that.
+// lies above it, and free alone does not shrink the heap below that.
 constexpr size_t k_large_queue = 1U << 20;
 
 std::atomic<size_t> s_queued_for_all = 0; // bytes, of both servers' clients

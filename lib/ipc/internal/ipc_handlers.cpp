@@ -1,8 +1,9 @@
-#include "lib/base/bytes.h"
-#include "lib/ipc/ipc_server.h"
-#include "lib/ipc/ipc_settings.h"
+#include "lib/ipc/internal/ipc_handlers.h"
 
-#include <cstdlib>
+#include "lib/base/bytes.h"
+#include "lib/ipc/internal/ipc_delivery.h"
+#include "lib/ipc/internal/ipc_queue.h"
+#include "lib/ipc/ipc_settings.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lib/ipc/ipc_gate.h"
+#include "lib/ipc/internal/ipc_gate.h"
 #include "lib/ipc/ipc_wire.h"
 
 #include <cstdint>
@@ -39,11 +39,11 @@ void ipc_pending_drop_client(const ipc_client *client);
 /// sender. Returns 0, or -1 when none waits or the route or command is out of range.
 [[nodiscard]] int32_t process_ipc_response(const ipc_header &header, std::span<const uint8_t> payload);
 
-/// Whether a request is still booked.
+/// Whether a request is still booked. `route` is 1..6.
 [[nodiscard]] bool ipc_pending_waits(uint8_t route, uint16_t command, ipc_ticket ticket);
 
 /// Gives a request up: removes it and answers its sender, whose status stays 3. Without effect on one
-/// that has been answered.
+/// that has been answered. `route` is 1..6.
 void ipc_pending_give_up(uint8_t route, uint16_t command, ipc_ticket ticket);
 
 /// Gives up every request of a route; any route outside 1..6 is ignored.

@@ -1,8 +1,10 @@
-#include "lib/ipc/ipc_gate.h"
+#include "lib/ipc/internal/ipc_gate.h"
 
+#include "lib/base/mutex_guard.h"
 #include "lib/ipc/ipc_wire.h"
 
 #include <array>
+#include <pthread.h>
 
 namespace {
 
@@ -19,6 +21,12 @@ std::array<gate, k_ipc_command_max + 1> s_gates = {};
 std::array<pthread_cond_t, k_ipc_command_max + 1> s_changed; // made ready by ipc_gate_init
 ipc_ticket s_last_ticket = 0;
 
+void await_locked(uint16_t command, gate_state state) {
+    while (s_gates[command].state != state) {
+        pthread_cond_wait(&s_changed[command], &s_mutex);
+    }
+}
+
 } // namespace
 
 void ipc_gate_init() {
@@ -28,34 +36,23 @@ void ipc_gate_init() {
 }
 
 ipc_ticket ipc_gate_enter(uint16_t command) {
-    gate &entered = s_gates[command];
-    pthread_mutex_lock(&s_mutex);
-    while (entered.state != k_free) {
-        pthread_cond_wait(&s_changed[command], &s_mutex);
-    }
-    entered = {k_owned, ++s_last_ticket};
-    const ipc_ticket ticket = entered.owner;
-    pthread_mutex_unlock(&s_mutex);
-    return ticket;
+    const mutex_guard guard(s_mutex);
+    await_locked(command, k_free);
+    s_gates[command] = {k_owned, ++s_last_ticket};
+    return s_last_ticket;
 }
 
 void ipc_gate_answer(uint16_t command, ipc_ticket ticket) {
-    gate &answered = s_gates[command];
-    pthread_mutex_lock(&s_mutex);
-    if (answered.state == k_owned && answered.owner == ticket) {
-        answered.state = k_answered;
+    const mutex_guard guard(s_mutex);
+    if (s_gates[command].state == k_owned && s_gates[command].owner == ticket) {
+        s_gates[command].state = k_answered;
         pthread_cond_broadcast(&s_changed[command]);
     }
-    pthread_mutex_unlock(&s_mutex);
 }
 
 void ipc_gate_leave(uint16_t command) {
-    gate &left = s_gates[command];
-    pthread_mutex_lock(&s_mutex);
-    while (left.state != k_answered) {
-        pthread_cond_wait(&s_changed[command], &s_mutex);
-    }
-    left = {k_free, 0};
+    const mutex_guard guard(s_mutex);
+    await_locked(command, k_answered);
+    s_gates[command] = {k_free, 0};
     pthread_cond_broadcast(&s_changed[command]);
-    pthread_mutex_unlock(&s_mutex);
 }

@@ -1,4 +1,4 @@
-#include "lib/ipc/ipc_privs.h"
+#include "lib/ipc/internal/ipc_privs.h"
 
 #include "lib/base/log.h"
 
@@ -22,24 +22,34 @@ uid_t s_configured_user = k_no_user; // what lowering goes to
     std::exit(1);
 }
 
-void take_vty_group(const char *name) {
-    const group *entry = ::getgrnam(name);
+uid_t user_of(const char *name) {
+    const passwd *entry = ::getpwnam(name);
     if (entry == nullptr) {
-        refuse("privs_init: could not lookup vty group ", name);
+        refuse("privs_init: could not lookup user ", name);
     }
-    const gid_t only = entry->gr_gid;
-    if (::setgroups(1, &only) != 0) {
-        refuse("privs_init: could not setgroups, ", safe_strerror(errno));
-    }
+    return entry->pw_uid;
 }
 
-void take_group(const char *name) {
+gid_t group_of(const char *name, const char *failure) {
     const group *entry = ::getgrnam(name);
     if (entry == nullptr) {
-        refuse("privs_init: could not lookup group ", name);
+        refuse(failure, name);
     }
-    if (::setregid(entry->gr_gid, entry->gr_gid) != 0) {
-        refuse("iprivs_init: could not setregid, ", safe_strerror(errno));
+    return entry->gr_gid;
+}
+
+void take_groups(const ipc_privs_settings &settings) {
+    if (settings.vty_group != nullptr) {
+        const gid_t only = group_of(settings.vty_group, "privs_init: could not lookup vty group ");
+        if (::setgroups(1, &only) != 0) {
+            refuse("privs_init: could not setgroups, ", safe_strerror(errno));
+        }
+    }
+    if (settings.group != nullptr) {
+        const gid_t group = group_of(settings.group, "privs_init: could not lookup group ");
+        if (::setregid(group, group) != 0) {
+            refuse("iprivs_init: could not setregid, ", safe_strerror(errno));
+        }
     }
 }
 
@@ -47,27 +57,14 @@ void take_group(const char *name) {
 
 void iprivs_init(const ipc_privs_settings *settings) {
     if (settings == nullptr) {
-        std::fputs("iprivs_init: called with NULL arg!\n", stderr);
-        std::exit(1);
+        refuse("iprivs_init: called with NULL arg!", "");
     }
     s_active = settings->user != nullptr || settings->group != nullptr || settings->capabilities > 0;
     if (!s_active) {
         return;
     }
-    uid_t user = k_no_user;
-    if (settings->user != nullptr) {
-        const passwd *entry = ::getpwnam(settings->user);
-        if (entry == nullptr) {
-            refuse("privs_init: could not lookup user ", settings->user);
-        }
-        user = entry->pw_uid;
-    }
-    if (settings->vty_group != nullptr) {
-        take_vty_group(settings->vty_group);
-    }
-    if (settings->group != nullptr) {
-        take_group(settings->group);
-    }
+    const uid_t user = settings->user != nullptr ? user_of(settings->user) : k_no_user;
+    take_groups(*settings);
     s_saved_user = ::geteuid();
     s_configured_user = user == k_no_user ? s_saved_user : user;
     if (user != k_no_user && ::setreuid(k_no_user, user) != 0) {

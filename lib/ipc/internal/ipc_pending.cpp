@@ -1,5 +1,6 @@
-#include "lib/ipc/ipc_pending.h"
+#include "lib/ipc/internal/ipc_pending.h"
 
+#include "lib/base/mutex_guard.h"
 #include "lib/ipc/ipc_list.h"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ struct pending_request {
 };
 
 /// The spin lock is the route's own and guards one booking against another. It may be released by who does
-/// not hold it: the clearing of a route does so, before and behind its walk. What keeps the list whole is the
+/// not hold it: the clearing of a route does so, before and after its walk. What keeps the list whole is the
 /// mutex.
 struct route_slot {
     ipc_list requests;
@@ -29,12 +30,26 @@ struct route_slot {
 
 std::array<route_slot, k_ipc_route_max + 1> s_routes = {}; // by route; slot 0 is not used
 
-void spin_lock(route_slot &slot) {
-    while (slot.locked.exchange(true, std::memory_order_acquire)) {
-    }
-}
-
 void spin_release(route_slot &slot) { slot.locked.store(false, std::memory_order_release); }
+
+/// Holds a route for a booking or a match.
+class [[nodiscard]] booking_guard {
+public:
+    explicit booking_guard(route_slot &slot) : m_slot(slot) {
+        while (slot.locked.exchange(true, std::memory_order_acquire)) {
+        }
+        pthread_mutex_lock(&slot.list_mutex);
+    }
+    booking_guard(const booking_guard &) = delete;
+    booking_guard &operator=(const booking_guard &) = delete;
+    ~booking_guard() {
+        pthread_mutex_unlock(&m_slot.list_mutex);
+        spin_release(m_slot);
+    }
+
+private:
+    route_slot &m_slot;
+};
 
 template<typename F> pending_request *find(const route_slot &slot, F matches) {
     for (ipc_list_node *node = slot.requests.head; node != nullptr; node = node->next) {
@@ -66,12 +81,12 @@ void drop_record(route_slot &slot, pending_request *record) {
     std::free(record);
 }
 
-/// The same for one whose sender waits. What its sender is answered by comes back through the
-/// arguments, since it must not be awake before the record is gone.
-void remove_record(route_slot &slot, pending_request *record, uint16_t &command, ipc_ticket &ticket) {
-    command = record->request.header->command;
-    ticket = record->ticket;
+/// The same, and wakes the sender: last, since a record's pointers are good only until then.
+void release_record(route_slot &slot, pending_request *record) {
+    const uint16_t command = record->request.header->command;
+    const ipc_ticket ticket = record->ticket;
     drop_record(slot, record);
+    ipc_gate_answer(command, ticket);
 }
 
 pending_request *make_record(const pending_request &content) {
@@ -106,12 +121,8 @@ int32_t book(const pending_request &content) {
         return -1;
     }
     route_slot &slot = s_routes[content.request.header->route];
-    spin_lock(slot);
-    pthread_mutex_lock(&slot.list_mutex);
-    const int32_t result = book_locked(slot, content);
-    pthread_mutex_unlock(&slot.list_mutex);
-    spin_release(slot);
-    return result;
+    const booking_guard guard(slot);
+    return book_locked(slot, content);
 }
 
 void take_reply(const ipc_request &request, std::span<const uint8_t> payload) {
@@ -143,11 +154,10 @@ int32_t ipc_pending_book_of_client(const ipc_header &header, const ipc_client *c
 void ipc_pending_drop_client(const ipc_client *client) {
     const auto is_its_own = [=](const pending_request &p) { return p.client == client; };
     for (route_slot &slot : s_routes) {
-        pthread_mutex_lock(&slot.list_mutex);
+        const mutex_guard guard(slot.list_mutex);
         while (pending_request *record = find(slot, is_its_own)) {
             drop_record(slot, record);
         }
-        pthread_mutex_unlock(&slot.list_mutex);
     }
 }
 
@@ -156,50 +166,32 @@ int32_t process_ipc_response(const ipc_header &header, std::span<const uint8_t> 
         return -1;
     }
     route_slot &slot = s_routes[header.route];
-    uint16_t command = 0;
-    ipc_ticket ticket = 0;
-    spin_lock(slot);
-    pthread_mutex_lock(&slot.list_mutex);
+    const booking_guard guard(slot);
     pending_request *record = find_command(slot, header.command);
-    if (record != nullptr) {
-        record->request.header->status = header.status;
-        if (header.status == 0) {
-            take_reply(record->request, payload);
-        }
-        remove_record(slot, record, command, ticket);
-    }
-    pthread_mutex_unlock(&slot.list_mutex);
-    spin_release(slot);
     if (record == nullptr) {
         return -1;
     }
-    ipc_gate_answer(command, ticket);
+    record->request.header->status = header.status;
+    if (header.status == 0) {
+        take_reply(record->request, payload);
+    }
+    release_record(slot, record);
     return 0;
 }
 
 bool ipc_pending_waits(uint8_t route, uint16_t command, ipc_ticket ticket) {
-    if (!ipc_route_valid(route)) {
-        return false;
-    }
     route_slot &slot = s_routes[route];
-    pthread_mutex_lock(&slot.list_mutex);
-    const bool waits = find_ticket(slot, command, ticket) != nullptr;
-    pthread_mutex_unlock(&slot.list_mutex);
-    return waits;
+    const mutex_guard guard(slot.list_mutex);
+    return find_ticket(slot, command, ticket) != nullptr;
 }
 
 void ipc_pending_give_up(uint8_t route, uint16_t command, ipc_ticket ticket) {
-    if (!ipc_route_valid(route)) {
-        return;
-    }
     route_slot &slot = s_routes[route];
-    pthread_mutex_lock(&slot.list_mutex);
+    const mutex_guard guard(slot.list_mutex);
     pending_request *record = find_ticket(slot, command, ticket);
     if (record != nullptr) {
-        remove_record(slot, record, command, ticket);
+        release_record(slot, record);
     }
-    pthread_mutex_unlock(&slot.list_mutex);
-    ipc_gate_answer(command, ticket);
 }
 
 void ipc_clear_proto_locks(uint8_t route) {
@@ -208,19 +200,11 @@ void ipc_clear_proto_locks(uint8_t route) {
     }
     route_slot &slot = s_routes[route];
     spin_release(slot);
-    for (;;) {
-        uint16_t command = 0;
-        ipc_ticket ticket = 0;
-        pthread_mutex_lock(&slot.list_mutex);
-        auto *record = find(slot, [](const pending_request &) { return true; });
-        if (record != nullptr) {
-            remove_record(slot, record, command, ticket);
+    {
+        const mutex_guard guard(slot.list_mutex);
+        while (slot.requests.head != nullptr) {
+            release_record(slot, static_cast<pending_request *>(slot.requests.head->data));
         }
-        pthread_mutex_unlock(&slot.list_mutex);
-        if (record == nullptr) {
-            break;
-        }
-        ipc_gate_answer(command, ticket);
     }
     spin_release(slot);
 }

@@ -1,0 +1,7 @@
+#pragma once
+
+struct ipc_client;
+
+/// Reads from a client as it sends, on its server's thread: every whole message goes to ipc_dispatch. One
+/// that is no message, and the end of the connection, close the client.
+void ipc_client_read_on(ipc_client *client);
