@@ -1,10 +1,12 @@
+// The daemon: brings up the stack and keeps a poll thread running.
+
 #include "lib/base/mbap.h"
 #include "lib/base/result.h"
 #include "lib/base/standard_streams.h"
 #include "lib/sasi/sasi.h"
 #include "modbus/mb.h"
 #include "modbus/mbident.h"
-#include "modbus/startup.h"
+#include "modbus/poll_thread.h"
 
 #include <csignal>
 

@@ -19,7 +19,7 @@ constexpr size_t k_at_rw_write_address = 5; // of 0x17
 constexpr size_t k_at_rw_write_count = 7;
 constexpr size_t k_at_rw_byte_count = 9;
 constexpr size_t k_at_rw_values = 10;
-// Values in a read reply lie behind the function code and the byte count.
+// Values in a read reply lie after the function code and the byte count.
 constexpr size_t k_at_reply_values = 2;
 
 constexpr uint16_t k_fixed_request_length = 5;
@@ -126,7 +126,7 @@ mb_exception mb_func_read_discrete_inputs(uint8_t *pdu, uint16_t *length) {
 }
 
 mb_exception mb_func_read_holding_registers(uint8_t *pdu, uint16_t *length) {
-    // The count is the low byte alone: masters rely on a request whose high byte is not 0 being served.
+    // Kept: the count is the low byte alone. Masters rely on a request whose high byte is not 0 being served.
     const uint16_t count = pdu[k_at_count + 1];
     if (*length != k_fixed_request_length || !in_range(count, k_mb_holding_read_max)) {
         return k_mb_ex_illegal_data_value;
@@ -196,7 +196,8 @@ mb_exception mb_func_report_slave_id(uint8_t *pdu, uint16_t *length) {
 }
 
 mb_exception mb_func_read_write_registers(uint8_t *pdu, uint16_t *length) {
-    // A request too short to hold a value is echoed as its own reply.
+    // Kept: a request too short to hold a value is echoed as its own reply. Masters take the echo as "not
+    // supported here".
     if (*length < k_at_rw_values) {
         return k_mb_ex_none;
     }

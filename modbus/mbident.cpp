@@ -36,7 +36,7 @@ constexpr const char *k_printenv = "/usr/sbin/fw_printenv";
 constexpr const char *k_printenv_arguments = "serial# >";
 constexpr const char *k_serial_path = "/var/tmp/ethaddr.txt";
 constexpr size_t k_serial_line_size = 25; // with the terminator
-constexpr size_t k_at_serial_value = 8;   // behind "serial#="
+constexpr size_t k_at_serial_value = 8;   // after "serial#="
 
 constexpr const char *k_mac_interface = "tap0";
 

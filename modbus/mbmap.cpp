@@ -15,6 +15,8 @@ constexpr auto k_any = mb_entry::any;
 constexpr auto k_first = mb_entry::first;
 constexpr auto k_whole = mb_entry::whole;
 constexpr uint16_t k_ports = k_switch_ports;
+constexpr uint16_t k_rings = k_redundant_rings;
+constexpr uint16_t k_map_ports = 256; // that the map has states for
 
 constexpr const char *k_power_words[] = {"good", "under-voltage", "over-voltage", "no input"};
 constexpr const char *k_alarm_words[] = {"none", "present"};
@@ -121,7 +123,7 @@ constexpr mb_item k_mst_items[] = {
      "High byte: number of the instance; low byte: byte 1 of its record"},
     {mst_bridge_address, 1, 3, address, k_first, "bridge_address", "", "Bridge address of the instance"},
     {mst_port, 4, k_ports, bits, k_any, "ports", "",
-     "One register a port, 1..12. Bits 15..8: port number; 7..5: byte 0 of the port's entry if it is 0..6, "
+     "One register a port. Bits 15..8: port number; 7..5: byte 0 of the port's entry if it is 0..6, "
      "else 7; 4..3: 1 if its byte 1 is 2, 2 if that is 3, else 0; 2: 1 if its byte 9 is not 0; 1..0: 3 if "
      "its byte 4 is 0, else 0 if its byte 8 is 0, else 1 if its byte 5 is 0, else 2"},
 };
@@ -129,7 +131,7 @@ constexpr mb_item k_mst_items[] = {
 constexpr mb_group k_identity_groups[] = {{1001, 1, 145, 0, "", k_identity_items}};
 constexpr mb_group k_port_groups[] = {
     {1257, k_ports, 1, 1, "port", k_port_state_items},
-    {1269, 244, 1, 13, "absent port", k_port_absent_items},
+    {1257 + k_ports, k_map_ports - k_ports, 1, k_ports + 1, "absent port", k_port_absent_items},
     {1513, k_ports, 32, 1, "port", k_port_media_items},
     {2025, k_ports, 2, 1, "port", k_counter_9_10_items},
     {2089, k_ports, 2, 1, "port", k_counter_3_4_items},
@@ -138,11 +140,11 @@ constexpr mb_group k_port_groups[] = {
 };
 constexpr mb_group k_redundancy_groups[] = {
     {2281, 1, 5, 0, "", k_summary_items},
-    {2297, 2, 1, 0, "redundant ring", k_word14_items},
-    {2299, 2, 3, 0, "redundant ring", k_address_items},
-    {2305, 2, 2, 0, "redundant ring", k_ring_byte_items},
-    {2309, 2, 1, 0, "redundant ring", k_word18_items},
-    {2311, 2, 2, 0, "redundant ring", k_ring_state_items},
+    {2297, k_rings, 1, 0, "redundant ring", k_word14_items},
+    {2299, k_rings, 3, 0, "redundant ring", k_address_items},
+    {2305, k_rings, 2, 0, "redundant ring", k_ring_byte_items},
+    {2309, k_rings, 1, 0, "redundant ring", k_word18_items},
+    {2311, k_rings, 2, 0, "redundant ring", k_ring_state_items},
 };
 constexpr mb_group k_ring_groups[] = {{3049, 6, 41, 1, "ring group", k_ring_items}};
 constexpr mb_group k_mst_groups[] = {{3305, k_mst_instances, 32, 0, "MST instance", k_mst_items}};

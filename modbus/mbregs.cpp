@@ -54,8 +54,8 @@ mb_error mb_reg_input(std::span<uint8_t> buffer, uint16_t number, uint16_t count
         buffer = buffer.subspan(out.size());
         number = static_cast<uint16_t>(number + step);
         // A whole value takes two from a count of one: the count then wraps, and the walk goes on to the end
-        // of the buffer. The reply is cut to what was asked for; the device requests behind it are what
-        // masters' timing has always seen.
+        // of the buffer. The reply is cut to what was asked for. The device requests beyond it are kept: they
+        // are part of the timing that masters see.
         count = static_cast<uint16_t>(count - step);
     }
     return k_mb_ok;

@@ -1,3 +1,5 @@
+// Registers of the identity block: who the switch is, its power inputs, whether there is an alarm.
+
 #include "lib/base/bytes.h"
 #include "lib/base/result.h"
 #include "lib/sasi/sasi.h"

@@ -1,11 +1,11 @@
+// Registers of the MST block. A request that fails serves what the request before it left.
+
 #include "lib/base/bytes.h"
 #include "lib/base/result.h"
 #include "lib/sasi/sasi.h"
 #include "modbus/mbregs_fill.h"
 
 #include <algorithm>
-
-// Requests that fail serve what the request before them left.
 
 namespace {
 

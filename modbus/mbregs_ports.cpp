@@ -1,3 +1,6 @@
+// Registers of the ports block. A request that fails serves what the request before it left, so no return
+// code is looked at.
+
 #include "lib/base/bytes.h"
 #include "lib/base/result.h"
 #include "lib/sasi/sasi.h"
@@ -5,8 +8,6 @@
 
 #include <algorithm>
 #include <string_view>
-
-// A port request that fails serves what the request before it left, so no return code is looked at.
 
 namespace {
 

@@ -1,9 +1,10 @@
+// Registers of the redundancy block. Each makes a request of its own; one that fails serves what the request
+// before it left.
+
 #include "lib/base/bytes.h"
 #include "lib/base/result.h"
 #include "lib/sasi/sasi.h"
 #include "modbus/mbregs_fill.h"
-
-// Every register makes a request of its own. One that fails serves what the request before it left.
 
 namespace {
 

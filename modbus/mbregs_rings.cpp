@@ -1,11 +1,11 @@
+// Registers of the rings block. A request that fails serves what the request before it left.
+
 #include "lib/base/bytes.h"
 #include "lib/base/result.h"
 #include "lib/sasi/sasi.h"
 #include "modbus/mbregs_fill.h"
 
 #include <algorithm>
-
-// Requests that fail serve what the request before them left.
 
 namespace {
 
@@ -49,7 +49,7 @@ uint32_t ring_state(uint32_t value) {
 uint32_t word133_code(uint32_t value) { return value <= 1 ? value + 1 : 0; }
 
 uint16_t ring_register(const mb_walk &walk, mb_item_id item, uint16_t index) {
-    // Deliberately the state of ring ID 1, not of the ring shown: masters have always been served so.
+    // Kept: the state of ring ID 1 decides, not that of the ring shown. Masters depend on it.
     const bool enabled = walk.ring1_enabled;
     switch (item) {
     case mb_item_id::ring_word24:

@@ -26,3 +26,8 @@ uint8_t mb_util_get_bits(const uint8_t *buffer, uint16_t bit_offset, uint8_t bit
     const uint32_t word = load_word(buffer + bit_offset / 8);
     return static_cast<uint8_t>((word >> (bit_offset % 8)) & mask_of(bit_count));
 }
+
+bool is_printable(int character) {
+    const int low = character & 0xFF;
+    return low == 0 || (low >= 32 && low <= 126);
+}

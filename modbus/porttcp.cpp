@@ -59,6 +59,7 @@ bool is_child() { return s_fork_result == 0; }
 void close_client() {
     ::close(s_client_socket);
     fdset_remove(s_watched, s_client_socket);
+    s_client_socket = -1;
 }
 
 [[noreturn]] void end_child() {
@@ -174,17 +175,14 @@ bool is_dead(int fd) {
 
 /// The eleventh peer sees its connection accepted and closed without a byte.
 void refuse_client() {
-    s_client_socket = -1;
     if (tcp_port_accept()) {
         close_client();
         s_client_count--;
-        s_client_socket = -1;
     }
 }
 
 /// Accepts one client and forks its child. Returns true in the child.
 bool serve_client() {
-    s_client_socket = -1;
     if (!tcp_port_accept()) {
         return false; // nobody to serve: a child would end at once, and its end would lower a count that was
                       // never raised
@@ -199,7 +197,6 @@ bool serve_client() {
     }
     client_table_op(s_fork_result, s_client_socket, k_client_add);
     close_client();
-    s_client_socket = -1;
     return false;
 }
 

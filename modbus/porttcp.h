@@ -16,7 +16,7 @@ inline constexpr int32_t k_tcp_silence_limit_s = 300;
 /// error.
 [[nodiscard]] bool tcp_port_init(uint16_t port);
 
-/// In a connection's child: waits for one ADU, posts frame-received and returns true; what came behind it in
+/// In a connection's child: waits for one ADU, posts frame-received and returns true; what came after it in
 /// the same read is kept for the next call. Ends the process with exit(0) when the peer has gone, was silent
 /// for 300 s or announced more than the buffer holds, and aborts it on an announced length of 0. In the
 /// listening process: accepts, forks and reaps and never returns, but for the child of each fork, which

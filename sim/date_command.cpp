@@ -19,7 +19,7 @@ constexpr const char *k_days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat
 constexpr const char *k_months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                     "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-/// What stands behind the command's name; an empty string when it is another command.
+/// What stands after the command's name; an empty string when it is another command.
 const char *arguments(const char *command) {
     if (std::string_view(command).starts_with(k_locale)) {
         command += k_locale.size();

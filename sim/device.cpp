@@ -8,14 +8,13 @@
 
 namespace {
 
-// Places of the identity words: the tailer counted from its own beginning.
+// Places of the identity words: the tailer counted from its own beginning. Apart from the daemon's numbers on
+// purpose: one that is changed by mistake on either side shows.
 constexpr size_t k_tailer_size = 112;
 constexpr size_t k_tailer_words_a = 24;
 constexpr size_t k_tailer_words_b = 56;
 constexpr size_t k_header_words_a = 84;
 constexpr size_t k_header_words_b = 108;
-
-constexpr size_t k_mst_ports_preset = 13; // bytes behind the table's first that must be set to 1
 
 uint8_t *at(sasi_block &block, size_t place) {
     return block.payload + (place - offsetof(sasi_block, payload));
@@ -166,8 +165,9 @@ int32_t answer_mst_ports(const sim_state &state, sasi_block &block, size_t /*kin
 
 int32_t answer_redundant(const sim_state &state, sasi_block &block, size_t /*kind*/) {
     const int32_t number = load_native<int32_t>(at(block, k_at_redundant_ring));
-    if (number < 0 || number > 1 || load_native<uint16_t>(at(block, k_at_redundant_one)) != 1 ||
-        *at(block, k_at_redundant_zero1) != 0 || *at(block, k_at_redundant_zero2) != 0) {
+    if (number < 0 || number >= k_redundant_rings ||
+        load_native<uint16_t>(at(block, k_at_redundant_one)) != 1 || *at(block, k_at_redundant_zero1) != 0 ||
+        *at(block, k_at_redundant_zero2) != 0) {
         return k_sim_bad_argument;
     }
     const sim_redundant_ring &ring = state.redundant[number];

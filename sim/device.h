@@ -15,14 +15,14 @@ struct sim_request {
 };
 
 inline constexpr sim_request k_sim_requests[] = {
-    {k_sasi_counter, 3, "port counter"},
-    {k_sasi_counter, 4, "port counter"},
-    {k_sasi_counter, 6, "port counter"},
-    {k_sasi_counter, 9, "port counter"},
-    {k_sasi_counter, 10, "port counter"},
-    {k_sasi_counter, 12, "port counter"},
-    {k_sasi_counter, 24, "port counter"},
-    {k_sasi_counter, 28, "port counter"},
+    {k_sasi_counter, k_counter_subs[0], "port counter"},
+    {k_sasi_counter, k_counter_subs[1], "port counter"},
+    {k_sasi_counter, k_counter_subs[2], "port counter"},
+    {k_sasi_counter, k_counter_subs[3], "port counter"},
+    {k_sasi_counter, k_counter_subs[4], "port counter"},
+    {k_sasi_counter, k_counter_subs[5], "port counter"},
+    {k_sasi_counter, k_counter_subs[6], "port counter"},
+    {k_sasi_counter, k_counter_subs[7], "port counter"},
     {k_sasi_ring_redundancy, k_sub_ring_record, "ring-redundancy ring"},
     {k_sasi_alarm, k_sub_alarm_status, "alarm status"},
     {k_sasi_port, k_sub_port_state, "port state"},

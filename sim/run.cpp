@@ -2,9 +2,9 @@
 
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
+#include "sim/paths.h"
 #include "sim/state_file.h"
 #include "sim/time_service.h"
-#include "sim/where.h"
 
 #include <cerrno>
 #include <csignal>
@@ -221,7 +221,7 @@ int run_program(const sim_run_options &options, pid_t &time_service, sim_state &
 
 int sim_run(sim_run_options &options) {
     std::string error;
-    if (!sim_where_make_folder(options.state_path, error)) {
+    if (!sim_paths_make_folder(options.state_path, error)) {
         std::fprintf(stderr, "switchsim: %s\n", error.c_str());
         return k_sim_run_failed;
     }
@@ -249,7 +249,7 @@ int sim_run(sim_run_options &options) {
         std::fprintf(stderr, "switchsim: %s\n", error.c_str());
     }
     sim_file_remove(options.state_path.c_str(), file);
-    sim_where_remove_folder(options.state_path);
+    sim_paths_remove_folder(options.state_path);
     return status;
 }
 

@@ -52,10 +52,10 @@ bool parse_step(std::string_view line, sim_step &step) {
     return true;
 }
 
-/// A comment begins a line or stands behind a blank: "serial#" is none.
+/// A comment begins a line or stands after a blank: "serial#" is none.
 std::string_view without_comment(std::string_view line) { return trimmed(line.substr(0, line.find(" #"))); }
 
-/// The last quote that can close a value: nothing stands behind it, or a comment. 0 when there is none.
+/// The last quote that can close a value: nothing follows it, or a comment. 0 when there is none.
 size_t closing_quote(std::string_view rest) {
     for (size_t at = rest.size(); at-- > 1;) {
         if (rest[at] == '"' && (at + 1 == rest.size() || rest.substr(at + 1).starts_with(" #"))) {
@@ -65,7 +65,7 @@ size_t closing_quote(std::string_view rest) {
     return 0;
 }
 
-/// What stands behind a name: a text in quotes, or everything as far as a comment. Two quotes are the empty
+/// What stands after a name: a text in quotes, or everything as far as a comment. Two quotes are the empty
 /// text, as everywhere.
 std::string_view value_of(std::string_view rest) {
     if (const size_t close = closing_quote(rest); rest.starts_with('"') && close > 1) {

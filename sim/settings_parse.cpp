@@ -1,3 +1,5 @@
+// Names and values of settings, from text to changes.
+
 #include "sim/settings.h"
 
 #include "lib/base/parse_number.h"
@@ -107,7 +109,7 @@ const sim_setting *find_setting(std::string_view name, name_match &match, std::s
 
 // ---- values
 
-/// A whole decimal number, or a hexadecimal one behind "0x".
+/// A whole decimal number, or a hexadecimal one after "0x".
 template<typename T> bool parse_value(std::string_view text, T &number) {
     const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
     text.remove_prefix(hexadecimal ? 2 : 0);

@@ -1,3 +1,5 @@
+// The rows of all settings: where each lies in the state, what it takes and what it means.
+
 #include "lib/time/sntp_record.h"
 #include "sim/device.h"
 #include "sim/settings.h"
@@ -346,7 +348,7 @@ uint32_t sim_index_count(sim_index index) {
     case sim_index::ring_id:
         return k_ring_ids;
     case sim_index::redundant_ring:
-        return 2;
+        return k_redundant_rings;
     case sim_index::instance:
         return k_mst_instances;
     case sim_index::request:

@@ -16,7 +16,7 @@ struct show_request {
 /// Indices with so many elements that those without content are not worth a line.
 bool is_sparse(sim_index index) { return index == sim_index::ring_id || index == sim_index::instance; }
 
-/// Whether `name` is `prefix` or goes on behind it with another part: port.1 is not the beginning of port.10.
+/// Whether `name` is `prefix` or goes on after it with another part: port.1 is not the beginning of port.10.
 bool begins_with(std::string_view name, std::string_view prefix) {
     constexpr std::string_view k_ends = "./";
     if (!name.starts_with(prefix)) {

@@ -103,7 +103,7 @@ struct sim_clocks {
     int32_t minute;
     int32_t hour;
     int32_t day;
-    int32_t month; // as it was written, and so is the year
+    int32_t month; // as written, and so is the year
     int32_t year;
 };
 
@@ -171,7 +171,7 @@ struct sim_state {
     uint32_t bridge_mode;
     sim_identity identity;
     sim_port ports[k_switch_ports]; // port 1 first
-    sim_redundant_ring redundant[2];
+    sim_redundant_ring redundant[k_redundant_rings];
     sim_ring rings[k_ring_ids]; // ring ID 1 first
     sim_mst mst[k_mst_instances];
     sim_ip ip;

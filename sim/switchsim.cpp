@@ -1,10 +1,10 @@
 // The control program of the simulated switch.
 
 #include "lib/base/parse_number.h"
+#include "sim/paths.h"
 #include "sim/run.h"
 #include "sim/show.h"
 #include "sim/state_file.h"
-#include "sim/where.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -125,7 +125,7 @@ bool read_scenario(const char *path, std::vector<sim_step> &steps) {
 
 /// Reads what run and join are both given. Returns 0, or the status to end with after saying what is wrong.
 int read_run_options(const arguments &given, sim_run_options &options) {
-    options.state_path = sim_where_state(given.state);
+    options.state_path = sim_paths_state(given.state);
     options.program = given.rest;
     if (*given.rest == nullptr) {
         complain("no program; see --help");
@@ -136,7 +136,7 @@ int read_run_options(const arguments &given, sim_run_options &options) {
         return k_usage_error;
     }
     std::string error;
-    if (!sim_where_library(given.library, options.library, error)) {
+    if (!sim_paths_library(given.library, options.library, error)) {
         complain(error);
         return k_sim_run_failed;
     }
@@ -164,7 +164,7 @@ int command_run(const arguments &given) {
 
 /// Opens the running switch; false after saying what is wrong.
 bool open_switch(const arguments &given, sim_file &file) {
-    const std::string path = sim_where_state(given.state);
+    const std::string path = sim_paths_state(given.state);
     const sim_file_result result = sim_file_open(path.c_str(), file);
     if (result == sim_file_result::ok) {
         return true;

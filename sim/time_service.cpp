@@ -47,7 +47,7 @@ void keep_server(sim_time &time, const sntp_record &record) {
     store_all(time.server_name, name);
 }
 
-/// The text runs on over the words behind its field, to the record's end.
+/// The text runs on over the words after its field, to the record's end.
 void put_text(sntp_record &record, const sim_time &time) {
     auto *bytes = reinterpret_cast<uint8_t *>(&record) + offsetof(sntp_record, text);
     for (size_t i = 0; i < k_sntp_text_length; i++) {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-// Documents that a program reads and writes whole. What fails is said on standard error, behind `program`,
+// Documents that a program reads and writes whole. What fails is said on standard error, after `program`,
 // with the file's name and the reason.
 
 /// Reads a file. Returns false, with `text` undefined, when it cannot be read to its end.

@@ -6,7 +6,7 @@
 
 namespace {
 
-// What a reply's buffer holds behind function code and byte count: a walk that has lost its end stops there.
+// What a reply's buffer holds after function code and byte count: a walk that has lost its end stops there.
 constexpr unsigned k_buffer_registers = (k_mb_pdu_size - 2) / 2;
 
 /// Requests that a step of the walk makes in the port and redundancy blocks.
@@ -60,7 +60,7 @@ unsigned mapdoc_read_cost(uint16_t number, uint16_t count) {
         // The state of ring ID 1; for an item then the IDs up to the last ring that is shown.
         return mb_map_find(*block, number).item == nullptr ? 1 : 1 + k_ring_ids;
     case mb_block_id::mst:
-        return 2; // the instance's two records; the gap behind its items ends the reply
+        return 2; // the instance's two records; the gap after its items ends the reply
     default:
         return walk_cost(*block, number, count);
     }

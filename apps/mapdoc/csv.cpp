@@ -1,3 +1,5 @@
+// The register map as CSV, for import.
+
 #include "apps/mapdoc/mapdoc.h"
 
 #include "apps/common/text_append.h"

@@ -1,11 +1,11 @@
+// Writes register-map.md and register-map.csv into a folder, or checks that those there are what it would
+// write.
+
 #include "apps/common/text_file.h"
 #include "apps/mapdoc/mapdoc.h"
 
 #include <cstdio>
 #include <string_view>
-
-// Writes register-map.md and register-map.csv into a folder, or checks that those there are what it would
-// write.
 
 namespace {
 

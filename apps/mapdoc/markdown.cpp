@@ -1,8 +1,12 @@
+// The register map as a page for whoever polls the switch.
+
 #include "apps/mapdoc/cost.h"
 #include "apps/mapdoc/mapdoc.h"
 
 #include "apps/common/text_append.h"
 #include "lib/base/invariant.h"
+#include "lib/base/mbap.h"
+#include "lib/sasi/sasi_layout.h"
 #include "modbus/client_table.h"
 #include "modbus/porttcp.h"
 
@@ -148,12 +152,13 @@ constexpr planned_read k_once[] = {{1001, 17, "device type, words A of the boot 
                                    {1065, 7, "serial number"},
                                    {1081, 12, "words A of the firmware"},
                                    {1097, 19, "words B of the firmware, MAC address"}};
-constexpr planned_read k_often[] = {
-    {1129, 2, "power inputs"}, {1145, 1, "whether there is an alarm"}, {1257, 12, "states of the ports"}};
-constexpr planned_read k_at_times[] = {{2025, 24, "counters 9 and 10"},
-                                       {2089, 24, "counters 3 and 4"},
-                                       {2153, 24, "counter 12"},
-                                       {2217, 24, "counter 6"},
+constexpr planned_read k_often[] = {{1129, 2, "power inputs"},
+                                    {1145, 1, "whether there is an alarm"},
+                                    {1257, k_switch_ports, "states of the ports"}};
+constexpr planned_read k_at_times[] = {{2025, 2 * k_switch_ports, "counters 9 and 10"},
+                                       {2089, 2 * k_switch_ports, "counters 3 and 4"},
+                                       {2153, 2 * k_switch_ports, "counter 12"},
+                                       {2217, 2 * k_switch_ports, "counter 6"},
                                        {2281, 2, "spanning tree, redundant ring 0"},
                                        {2285, 1, "whether the ring with ID 1 is enabled"},
                                        {2297, 18, "redundant rings"},
@@ -359,11 +364,13 @@ void put_holding(std::string &md) {
 } // namespace
 
 std::string mapdoc_markdown() {
-    std::string md =
-        "# Register map\n\n"
-        "What the switch answers over Modbus TCP (port 502). Written by `mapdoc` from the rows in "
-        "`modbus/mbmap.cpp` that the daemon serves from: change those, then build the target `docs`. "
-        "The same map for import, a row for every item: [register-map.csv](register-map.csv).\n\n";
+    std::string md;
+    text_append(md,
+                "# Register map\n\n"
+                "What the switch answers over Modbus TCP (port %u). Written by `mapdoc` from the rows in "
+                "`modbus/mbmap.cpp` that the daemon serves from: change those, then build the target `docs`. "
+                "The same map for import, a row for every item: [register-map.csv](register-map.csv).\n\n",
+                unsigned{k_modbus_port});
     put_addressing(md);
     put_functions(md);
     put_blocks(md);

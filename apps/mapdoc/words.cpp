@@ -1,3 +1,5 @@
+// What both documents of the register map say in the same words.
+
 #include "apps/mapdoc/mapdoc.h"
 
 #include "apps/common/text_append.h"

@@ -1,3 +1,5 @@
+// A report as JSON: whatever the map has, keyed by the names in its rows.
+
 #include "apps/mbshow/report.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Reads a switch over Modbus TCP and prints it in words.
+
 #include "apps/mbshow/report.h"
 #include "lib/base/mbap.h"
 #include "lib/base/parse_number.h"
@@ -11,8 +13,6 @@
 #include <string_view>
 #include <sys/ioctl.h>
 #include <unistd.h>
-
-// Reads a switch over Modbus TCP and prints it in words.
 
 namespace {
 

@@ -1,3 +1,5 @@
+// A report in words: what a person wants to know of a switch, in the order of interest.
+
 #include "apps/mbshow/report.h"
 
 #include "apps/common/text_append.h"

@@ -11,8 +11,6 @@
 namespace {
 
 constexpr uint16_t k_device_type_code = 0xD8ED;
-constexpr size_t k_mst_ports_preset =
-    13; // bytes behind the table's first that the device wants to find set to 1
 
 int32_t s_handle = -1; // -1: the device is not open
 

@@ -104,7 +104,7 @@ inline constexpr size_t k_used_size = 145; // the record's bytes from here on ar
 } // namespace ring_at
 inline constexpr int32_t k_ring_ids = 255; // ring IDs are 1..255
 
-// The redundant-ring record (the switch's own rings, two instances), by byte offset.
+// The redundant-ring record (the switch's own rings, k_redundant_rings of them), by byte offset.
 namespace redundant_at {
 inline constexpr size_t k_state = 0;   // 1: enabled
 inline constexpr size_t k_address = 4; // 6 bytes
@@ -133,11 +133,13 @@ inline constexpr size_t k_entry_byte5 = 5;
 inline constexpr size_t k_entry_byte8 = 8;
 inline constexpr size_t k_entry_byte9 = 9;
 } // namespace mst_at
-// Port 12's entry runs past the table: only its first bytes exist, and only those are read.
-static_assert(mst_at::k_port_entry + 12 * mst_at::k_port_entry_size + mst_at::k_entry_byte9 <
-              k_mst_ports_size);
-
+inline constexpr size_t k_mst_ports_preset = 13; // bytes that must be 1 after the table's first in a request
 inline constexpr int32_t k_mst_instances = 64;
+inline constexpr int32_t k_redundant_rings = 2;
+
+// The last port's entry runs past the table: only its first bytes exist, and only those are read.
+static_assert(mst_at::k_port_entry + k_switch_ports * mst_at::k_port_entry_size + mst_at::k_entry_byte9 <
+              k_mst_ports_size);
 
 // Bits of the alarm word.
 namespace alarm_bit {
@@ -148,7 +150,7 @@ inline constexpr uint32_t k_input_1v0 = 3;
 inline constexpr uint32_t k_input_1v8 = 4;
 inline constexpr uint32_t k_input_5v0 = 5;
 inline constexpr uint32_t k_dc_battery = 6;
-inline constexpr uint32_t k_link_down_port1 = 7; // ports 1..12 follow one another
+inline constexpr uint32_t k_link_down_port1 = 7; // the other ports follow
 inline constexpr uint32_t k_main_over_voltage = 19;
 inline constexpr uint32_t k_main_under_voltage = 20;
 inline constexpr uint32_t k_main_no_input = 21;

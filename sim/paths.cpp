@@ -1,4 +1,4 @@
-#include "sim/where.h"
+#include "sim/paths.h"
 
 #include "lib/base/result.h"
 
@@ -20,7 +20,7 @@ bool is_in_own_folder(const std::string &state_path) { return state_path == own_
 
 } // namespace
 
-std::string sim_where_state(const char *option) {
+std::string sim_paths_state(const char *option) {
     if (option != nullptr) {
         return option;
     }
@@ -31,7 +31,7 @@ std::string sim_where_state(const char *option) {
     return own_folder() + "/state";
 }
 
-bool sim_where_make_folder(const std::string &state_path, std::string &error) {
+bool sim_paths_make_folder(const std::string &state_path, std::string &error) {
     if (!is_in_own_folder(state_path)) {
         return true;
     }
@@ -50,14 +50,14 @@ bool sim_where_make_folder(const std::string &state_path, std::string &error) {
     return true;
 }
 
-void sim_where_remove_folder(const std::string &state_path) {
+void sim_paths_remove_folder(const std::string &state_path) {
     if (is_in_own_folder(state_path)) {
         // It stays when something else lies in it.
         ignore_result(::rmdir(own_folder().c_str()));
     }
 }
 
-bool sim_where_library(const char *option, std::string &library, std::string &error) {
+bool sim_paths_library(const char *option, std::string &library, std::string &error) {
     if (option != nullptr) {
         // The program need not run in this folder.
         char whole[PATH_MAX];
