@@ -3,6 +3,7 @@
 #include "apps/zop_serv/console.h"
 #include "apps/zop_serv/request_loop.h"
 #include "lib/base/local_socket.h"
+#include "lib/base/result.h"
 #include "lib/base/standard_streams.h"
 #include "lib/cli/cli_help.h"
 #include "lib/cli/csh_message.h"
@@ -10,7 +11,7 @@
 #include "lib/cli/csh_server.h"
 #include "lib/cli/fatal_signals.h"
 #include "lib/cli/zopsh_timer.h"
-#include "lib/cmds/cmds_system.h"
+#include "lib/cmds/cmds_family.h"
 #include "lib/ipc/ipc_api.h"
 #include "lib/ipc/ipc_settings.h"
 #include "lib/sasi/sasi.h"
@@ -93,9 +94,7 @@ bool is_served() {
 }
 
 void init_modules() {
-    if (cmds_system_install() != 0) {
-        std::fprintf(stderr, "zop_serv: a command of the system module was refused\n");
-    }
+    ignore_result(cmds_install()); // what was refused has been told; the others serve
 }
 
 void init_services() { zopsh_timer_init(); }

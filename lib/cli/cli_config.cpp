@@ -7,8 +7,11 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace {
+
+bool s_loading = false;
 
 constexpr size_t k_line_size = 256; // a longer line is taken in pieces of 255 characters
 
@@ -33,12 +36,15 @@ bool replay_line(cli_session *session, const char *line) {
 
 } // namespace
 
-int32_t cli_load_config(const char *path) {
+bool cli_is_loading() { return s_loading; }
+
+int32_t cli_load_config(const char *path, void (*failed)(int32_t line)) {
     const std::unique_ptr<std::FILE, close_file> file(std::fopen(path, "re"));
     if (file == nullptr) {
         return -1;
     }
     const int32_t outer_status = cli_last_status(); // of the line whose handler loads
+    const bool outer_loading = std::exchange(s_loading, true);
     cli_session session{};
     session.mode_mask = k_cli_mask_config;
     session.mode_id = k_cli_mode_config;
@@ -47,11 +53,12 @@ int32_t cli_load_config(const char *path) {
     int32_t number = 1;
     while (std::fgets(line, sizeof line, file.get()) != nullptr) {
         if (!replay_line(&session, line)) {
-            ipc_log_warn("%s: line %d failed", path, number);
+            failed != nullptr ? failed(number) : ipc_log_warn("%s: line %d failed", path, number);
             all_done = false;
         }
         number += std::strchr(line, '\n') != nullptr ? 1 : 0; // or it goes on
     }
+    s_loading = outer_loading;
     cli_set_last_status(outer_status);
     return all_done ? 0 : k_cli_load_failed_lines;
 }

@@ -173,7 +173,9 @@ constexpr type_row k_types[] = {
     {"SFTP_HOST", user_at_host},
     {"SCP_HOST", user_at_host},
 };
-static_assert(std::size(k_types) == 28);
+static_assert(std::equal(std::begin(k_types), std::end(k_types), std::begin(k_cli_type_names),
+                         std::end(k_cli_type_names),
+                         [](const type_row &row, std::string_view name) { return name == row.name; }));
 
 cli_type_rule find_type(const char *name) {
     for (const type_row &row : k_types) {

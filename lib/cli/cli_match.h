@@ -1,7 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <string_view>
 
 // How the words of a typed line are compared with the words of a command's pattern.
 
@@ -18,6 +21,18 @@ struct cli_words {
 
 /// Splits a line at white space. A word that begins with ';' ends the line: what follows is a comment.
 void cli_tokenise(cli_words *words, const char *line);
+
+/// The names of the types that an argument can have.
+inline constexpr std::string_view k_cli_type_names[] = {
+    "VLANID",   "STRINGS",     "COMMUNITY",  "DATE",          "GROUP_ID",     "HEX_VALUE", "IFNAME",
+    "IPADDR",   "IPADDR_MASK", "IPV6ADDR",   "IPv6_URL_PATH", "LEVEL",        "MACADDR",   "MONITORMODE",
+    "PORT_ID",  "PORTLISTS",   "VALUE",      "VERSION",       "VIEW_NAME_32", "VLANLISTS", "OID",
+    "PRIORITY", "QUEUE_ID",    "RATE_LIMIT", "TIME",          "URL_PATH",     "SFTP_HOST", "SCP_HOST",
+};
+constexpr bool cli_is_type(std::string_view word) {
+    return std::find(std::begin(k_cli_type_names), std::end(k_cli_type_names), word) !=
+           std::end(k_cli_type_names);
+}
 
 /// Whether an input word is accepted as an argument of a type.
 using cli_type_rule = bool (*)(const char *input);

@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 namespace {
 
@@ -19,6 +20,7 @@ constexpr int32_t k_prompt_kinds = k_cli_node_secret;
 
 cli_session s_session = {};                       // of the line that is being run
 int32_t s_last_status = k_cli_status_done;        // of the last line
+const cli_command *s_running = nullptr;           // null: no handler is being called
 cli_prompt_fn s_prompts[k_prompt_kinds + 1] = {}; // by node kind; null: nobody takes that kind
 
 // ---- recording of the configuration: an extension point. Each row is for one context, 5 to 26, that the
@@ -125,7 +127,10 @@ int32_t call_handler(const cli_entry &entry, const cli_words &line) {
     s_last_status = k_cli_status_done;
     const int32_t argc = line.count - entry.command_words;
     const char *const *const argv = line.word + entry.command_words;
+    const cli_command *const outer =
+        std::exchange(s_running, entry.command); // of the handler that runs this line
     const int32_t result = entry.command->handler(argc, argv);
+    s_running = outer;
     if (result == k_wrong_argument) {
         cli_print("%% Wrong argument\n");
     } else if (result == 0) {
@@ -195,6 +200,8 @@ int32_t cli_session_execute(cli_session *session, const char *line) {
 }
 
 int32_t cli_session_mode() { return s_session.mode_id; }
+uint32_t cli_session_mask() { return s_session.mode_mask; }
+const cli_command *cli_running_command() { return s_running; }
 
 void cli_session_enter(int32_t mode_id, uint32_t mode_mask) {
     s_session.mode_id = mode_id;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "lib/cli/cli_command.h"
 #include "lib/cli/cli_session.h"
 
 #include <cstddef>
@@ -25,8 +26,14 @@ int32_t cli_session_execute(cli_session *session, const char *line);
 /// The mode the session is in; any number.
 int32_t cli_session_mode();
 
+/// The groups of commands that the session may type; any bits.
+uint32_t cli_session_mask();
+
 /// Moves the session to a mode, with the commands of a mask.
 void cli_session_enter(int32_t mode_id, uint32_t mode_mask);
+
+/// The command whose handler is being called; null outside.
+const cli_command *cli_running_command();
 
 /// The value at `place`, 0 to 2, when it is within `low` to `high`; nothing otherwise.
 std::optional<int32_t> cli_session_number(size_t place, int32_t low, int32_t high);

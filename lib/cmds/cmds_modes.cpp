@@ -3,7 +3,6 @@
 #include "lib/base/invariant.h"
 
 #include <algorithm>
-#include <iterator>
 
 const cmds_mode *cmds_find_mode(int32_t mode_id) {
     const auto *const found = std::find_if(std::begin(k_cmds_modes), std::end(k_cmds_modes),
@@ -11,11 +10,10 @@ const cmds_mode *cmds_find_mode(int32_t mode_id) {
     return found != std::end(k_cmds_modes) ? found : nullptr;
 }
 
-cli_session cmds_session_in(int32_t mode_id) {
-    const cmds_mode *const mode = cmds_find_mode(mode_id);
-    INVARIANT(mode != nullptr);
+cli_session cmds_session_in(int32_t mode_id, bool user_only) {
+    INVARIANT(cmds_find_mode(mode_id) != nullptr);
     cli_session session = {};
-    session.mode_id = mode->id;
-    session.mode_mask = mode->mask;
+    session.mode_id = mode_id;
+    session.mode_mask = user_only ? k_mask_user : k_cli_mask_config;
     return session;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "lib/cmds/cmds_modes.h"
+#include "lib/config/config_store.h"
 
 #include <cstdint>
 #include <optional>
@@ -11,16 +12,19 @@
 /// The mode of the session; exec when it is in none that there is.
 const cmds_mode &cmds_current_mode();
 
-/// Moves the session to a mode, one of the table.
+/// Moves the session to a mode, one of the table. What it may type stays as it is.
 void cmds_enter_mode(int32_t mode_id);
 
-/// Mode interface range: its ports, bit p for port p; at least one.
+/// Whether the session is an administrator's.
+bool cmds_is_administrator();
+
+/// Modes about ports: those of the session, bit p for port p; at least one.
 std::optional<uint32_t> cmds_ports();
 void cmds_set_ports(uint32_t ports);
 
-/// Mode vlan: the id of its VLAN, 1..4094.
-std::optional<int32_t> cmds_vlan();
-void cmds_set_vlan(int32_t id);
+/// Modes about a context of the configuration: its number, which may be anything above 0.
+std::optional<config_context> cmds_context();
+void cmds_set_context(config_context context);
 
 /// The lines of a screen in a session: its own, or else those that are stored for all. For clients.
 int32_t cmds_screen_length(const cli_session &session);

@@ -350,7 +350,7 @@ TEST(CliParser, SessionsKeepWhatHandlersChange) {
 std::string s_seen; // by read_session
 
 int32_t read_session(int32_t /*argc*/, const char *const * /*argv*/) {
-    s_seen = std::to_string(cmds_ports().value_or(0)) + " " + std::to_string(cmds_vlan().value_or(0)) + " " +
+    s_seen = std::to_string(cmds_ports().value_or(0)) + " " + std::to_string(cmds_context().value_or(0)) + " " +
              cmds_current_mode().name;
     return 0;
 }
@@ -364,7 +364,7 @@ TEST(CmdsSession, HandlersSeeOnlyWhatASessionCanHold) {
     };
     const session_case cases[] = {
         {k_mode_vlan, 0x1FFE, 4094, "8190 4094 vlan"},
-        {k_mode_exec, 0x1FFF, 4095, "0 0 exec"},
+        {k_mode_exec, 0x1FFF, 4095, "0 4095 exec"},
         {INT32_MIN, 0x2002, 0, "0 0 exec"},
         {INT32_MAX, INT32_MIN, INT32_MIN, "0 0 exec"},
         {k_cli_mode_config, 2, 1, "2 1 config"},

@@ -158,7 +158,7 @@ void run_scripts() {
 
     const std::pair<const char *, std::string> wrong[] = {
         {"show xyz", "  show xyz\n       ^ unknown here; ? lists what fits\n"},
-        {"s version", "  s version\n  ^ ambiguous: set, show\n"},
+        {"snmp_v server", "  snmp_v server\n  ^ ambiguous: snmp_v1v2c, snmp_v3\n"},
         {"show", "  show\n      ^ incomplete; ? lists what can follow\n"},
         {"show uptime now",
          "% Wrong argument\n  show uptime now\n              ^ nothing is expected here\n"},

@@ -1,0 +1,140 @@
+#include "lib/cmds/cmds_config.h"
+
+#include "lib/base/switch_ports.h"
+#include "lib/cli/cli_config.h"
+#include "lib/cli/cli_error.h"
+#include "lib/cli/cli_match.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cmds/cmds_modes.h"
+#include "lib/cmds/cmds_session.h"
+#include "lib/cmds/cmds_values.h"
+
+#include <algorithm>
+
+namespace {
+
+config_store *s_other = nullptr; // null: the running configuration
+
+config_store &running() {
+    static config_store &s_running = *config_new();
+    return s_running;
+}
+
+std::string_view take_word(std::string_view &text) {
+    const std::string_view word = text.substr(0, text.find(' '));
+    text.remove_prefix(std::min(word.size() + 1, text.size()));
+    return word;
+}
+
+bool is_keyword(std::string_view pattern) {
+    return cli_classify(std::string(pattern).c_str()).kind == cli_word_kind::keyword;
+}
+
+void append_word(std::string *text, std::string_view word) {
+    text->append(text->empty() ? "" : " ").append(word);
+}
+
+/// The row by which a mode is entered.
+const cmds_row *find_entering(const cmds_mode &mode) {
+    for (const cmds_family *family : cmds_families()) {
+        for (const cmds_row &row : std::span(family->rows, family->count)) {
+            if (mode.line != nullptr && row.form->kind == cmds_kind::move && row.form->line == mode.line) {
+                return &row;
+            }
+        }
+    }
+    return nullptr;
+}
+
+config_context port_context(int32_t port) {
+    static const cmds_row *const s_row = find_entering(*cmds_find_mode(k_mode_interface));
+    const std::string number = std::to_string(port);
+    const std::string line = std::string(s_row->command.words) + ' ' + number;
+    return config_enter(cmds_store(), {cmds_rank(*s_row), number, line, 0}, false);
+}
+
+std::vector<config_context> contexts_of_ports() {
+    std::vector<config_context> contexts;
+    const uint32_t ports = cmds_ports().value_or(0);
+    for (int32_t port = 1; port <= k_switch_ports; port++) {
+        if ((ports >> static_cast<uint32_t>(port) & 1U) != 0) {
+            contexts.push_back(port_context(port));
+        }
+    }
+    return contexts;
+}
+
+/// The session's context, if it is still there and one of the session's mode.
+std::vector<config_context> context_of_mode(const cmds_mode &mode) {
+    const config_context context = cmds_context().value_or(k_config_none);
+    const cmds_row *const row = find_entering(mode);
+    config_place place = {};
+    if (row == nullptr || !config_place_of(cmds_store(), context, &place) || place.rank != cmds_rank(*row)) {
+        return {};
+    }
+    return {context};
+}
+
+} // namespace
+
+config_store &cmds_store() { return s_other != nullptr ? *s_other : running(); }
+bool cmds_only_records() { return s_other != nullptr; }
+
+int32_t cmds_read_config(const char *path, config_store &store, void (*failed)(int32_t line)) {
+    s_other = &store;
+    const int32_t result = cli_load_config(path, failed);
+    s_other = nullptr;
+    return result;
+}
+
+int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *argv, cmds_kept *kept) {
+    *kept = {};
+    kept->line = row.command.words;
+    if (!row.form->same.empty()) { // the other keywords are part of the value
+        kept->value = kept->line.substr(std::min(row.form->same.size() + 1, kept->line.size()));
+    }
+    auto word = static_cast<uint32_t>(std::count(kept->line.begin(), kept->line.end(), ' ') + 1);
+    int32_t arguments = 0;
+    std::string_view pattern = row.command.pattern != nullptr ? row.command.pattern : "";
+    for (int32_t i = 0; !pattern.empty(); i++, word++) {
+        std::string value;
+        const std::string_view wanted = take_word(pattern);
+        if (i >= argc) {
+            return -1;
+        }
+        if (const char *const fault = cmds_keep_value(wanted, argv[i], row.form->longest, &value);
+            fault != nullptr) {
+            return cmds_refuse(fault);
+        }
+        arguments += is_keyword(wanted) ? 0 : 1;
+        append_word(arguments <= row.form->keys ? &kept->key : &kept->value, value);
+        append_word(&kept->line, value);
+        kept->secret |=
+            row.form->secret != 0 && arguments == row.form->secret && !is_keyword(wanted) ? 1U << word : 0;
+    }
+    return config_line_fits(kept->line) ? 0 : cmds_refuse("This line is too long to be kept");
+}
+
+std::vector<config_context> cmds_contexts() {
+    const cmds_mode &mode = cmds_current_mode();
+    std::vector<config_context> contexts;
+    switch (mode.about) {
+    case cmds_about::everything:
+        return {k_config_global};
+    case cmds_about::ports:
+        contexts = contexts_of_ports();
+        break;
+    case cmds_about::context:
+        contexts = context_of_mode(mode);
+        break;
+    }
+    if (contexts.empty()) {
+        cmds_refuse("What was being configured has gone; leave by exit");
+    }
+    return contexts;
+}
+
+int32_t cmds_refuse(const char *reason) {
+    cli_print("%% %s\n", reason);
+    return k_cli_invalid_value;
+}

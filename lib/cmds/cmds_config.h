@@ -1,0 +1,46 @@
+#pragma once
+
+#include "lib/cmds/cmds_family.h"
+#include "lib/config/config_store.h"
+
+#include <string>
+#include <vector>
+
+// The commands' way into the configuration.
+
+constexpr const char *k_cmds_saved_config = "/var/config/zopsh_config.save";
+
+constexpr int32_t k_cmds_failed = -2; // the result of a handler that has told why it could not do its work
+
+/// The configuration that commands change: the running one, but while another one is being read.
+config_store &cmds_store();
+
+/// Replays a saved configuration into `store`, of which nothing is carried out; for looking at it. Result and
+/// `failed`, which is called with the number of each line that failed, as cli_load_config has them.
+int32_t cmds_read_config(const char *path, config_store &store, void (*failed)(int32_t line));
+
+/// Whether commands only record, because of that.
+bool cmds_only_records();
+
+/// The arguments of a line in the form in which they are kept.
+struct cmds_kept {
+    std::string key;   // of a setting
+    std::string value; // what follows the key
+    std::string line;  // the whole line as it is shown and replayed
+    uint32_t secret;   // bit p: word p of the line is for administrators alone
+};
+
+/// Keeps the arguments of a line of this row, or says what is wrong with them. Returns 0 or a handler's
+/// result.
+int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *argv, cmds_kept *kept);
+
+/// The contexts of the configuration that the session's commands are about; none, after telling the user,
+/// when what the session was in has gone.
+std::vector<config_context> cmds_contexts();
+
+/// Puts the setting of the line that is being run into the configuration, for handlers that do more than
+/// that. Result as a handler's.
+int32_t cmds_record(int32_t argc, const char *const *argv);
+
+/// "%% ", the reason and a line feed for the user. Returns the result of a handler that has told its failure.
+int32_t cmds_refuse(const char *reason);

@@ -1,0 +1,72 @@
+// The list of families, and how their commands come into the shell.
+
+#include "lib/base/invariant.h"
+#include "lib/cli/cli_parser.h"
+#include "lib/cli/cli_tree.h"
+#include "lib/cmds/cmds_family.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <type_traits>
+
+#define FAMILIES(X)                                                                                          \
+    X(moves)                                                                                                 \
+    X(configuration)                                                                                         \
+    X(set)                                                                                                   \
+    X(servers)                                                                                               \
+    X(system)
+
+#define DECLARE(id) extern const cmds_family cmds_family_##id;
+FAMILIES(DECLARE)
+
+namespace {
+
+#define ADDRESS(id) &cmds_family_##id,
+constexpr const cmds_family *k_families[] = {FAMILIES(ADDRESS)};
+
+// A word answers to the group of the first command that brings it, so that what most may type goes first. An
+// engineering command that came first would hide its words from everybody else, and "no d" would run another
+// command in silence.
+constexpr uint32_t k_order[] = {k_mask_user, k_mask_config, k_mask_config_further, k_mask_debug,
+                                k_mask_engineering};
+
+bool install(const cmds_row &row) {
+    for (size_t i = 0; i < k_cmds_mode_count; i++) {
+        const bool wanted = (row.form->where.modes >> i & 1U) != 0;
+        if (wanted && cli_install(k_cmds_modes[i].id, &row.command) != 0) {
+            std::fprintf(stderr, "zop_serv: the command \"%s\" was refused in mode %s\n", row.command.words,
+                         k_cmds_modes[i].name);
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+std::span<const cmds_family *const> cmds_families() { return k_families; }
+
+int32_t cmds_install() {
+    bool done = true;
+    for (const uint32_t mask : k_order) {
+        for (const cmds_family *family : k_families) {
+            for (const cmds_row &row : std::span(family->rows, family->count)) {
+                done = (row.command.mode_mask != mask || install(row)) && done;
+            }
+        }
+    }
+    return done ? 0 : -1;
+}
+
+const cmds_row &cmds_running_row() {
+    static_assert(std::is_standard_layout_v<cmds_row>, "a row is where its command is");
+    const cli_command *const command = cli_running_command();
+    INVARIANT(command != nullptr && command->handler == cmds_run);
+    return *reinterpret_cast<const cmds_row *>(command);
+}
+
+uint32_t cmds_rank(const cmds_row &row) {
+    const auto *const family = std::find(std::begin(k_families), std::end(k_families), row.family);
+    return static_cast<uint32_t>(family - std::begin(k_families)) << 16 | row.stem;
+}

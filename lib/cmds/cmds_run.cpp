@@ -1,0 +1,118 @@
+// How a command is carried out in the way of its kind.
+
+#include "lib/cli/cli_config.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cmds/cmds_config.h"
+#include "lib/cmds/cmds_family.h"
+#include "lib/cmds/cmds_session.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int32_t k_wrong_argument = -1;
+constexpr const char *k_full = "The configuration is full";
+
+bool is_on_at_first(const cmds_form &form) {
+    return form.initial != nullptr && std::string_view(form.initial) == k_cmds_on;
+}
+
+/// Whether a setting is as it is before anybody sets it.
+bool is_initial(const cmds_form &form, const cmds_kept &kept) {
+    return form.initial != nullptr && (is_on_at_first(form) || kept.value == form.initial);
+}
+
+/// Puts a setting into every context, or into none.
+int32_t record(const std::vector<config_context> &contexts, const config_setting &setting) {
+    if (config_room(cmds_store()) < contexts.size()) {
+        return cmds_refuse(k_full);
+    }
+    const bool done = std::all_of(contexts.begin(), contexts.end(), [&](config_context context) {
+        return config_set(cmds_store(), context, setting);
+    });
+    return done ? 0 : cmds_refuse(k_full);
+}
+
+void forget(const std::vector<config_context> &contexts, uint32_t rank, std::string_view key) {
+    for (const config_context context : contexts) {
+        config_unset(cmds_store(), context, rank, key);
+    }
+}
+
+/// What a line is about.
+struct line_place {
+    cmds_kept kept;
+    std::vector<config_context> contexts; // at least one
+};
+
+/// Returns 0, or the result of a handler that has told its failure.
+int32_t read_line(const cmds_row &row, int32_t argc, const char *const *argv, line_place *line) {
+    if (const int32_t refused = cmds_keep_line(row, argc, argv, &line->kept); refused != 0) {
+        return refused;
+    }
+    line->contexts = cmds_contexts();
+    return line->contexts.empty() ? k_cmds_failed : 0;
+}
+
+/// Takes settings away; of one that is on at first, the line that switches it off is what stands.
+int32_t undo_recorded(const cmds_row &row, int32_t argc, const char *const *argv) {
+    const cmds_row &undone = row.family->rows[row.stem];
+    line_place line;
+    if (const int32_t refused = read_line(row, argc, argv, &line); refused != 0) {
+        return refused;
+    }
+    const std::string &key = line.kept.value; // an undoing line has nothing but keys
+    if (is_on_at_first(*undone.form)) {
+        return record(line.contexts, {cmds_rank(undone), key, line.kept.line, 0});
+    }
+    forget(line.contexts, cmds_rank(undone), key);
+    return 0;
+}
+
+/// A change that is only kept is said to be, but for those of a saved configuration.
+int32_t tell_kept(int32_t result) {
+    if (result == 0 && !cli_is_loading()) {
+        cli_print("Kept; nothing on this machine carries it out.\n");
+    }
+    return result;
+}
+
+} // namespace
+
+int32_t cmds_record(int32_t argc, const char *const *argv) {
+    const cmds_row &row = cmds_running_row();
+    line_place line;
+    if (const int32_t refused = read_line(row, argc, argv, &line); refused != 0) {
+        return refused;
+    }
+    if (is_initial(*row.form, line.kept)) {
+        forget(line.contexts, cmds_rank(row), line.kept.key);
+        return 0;
+    }
+    return record(line.contexts, {cmds_rank(row), line.kept.key, line.kept.line, line.kept.secret});
+}
+
+int32_t cmds_run(int32_t argc, const char *const *argv) {
+    const cmds_row &row = cmds_running_row();
+    const cmds_form &form = *row.form;
+    if (row.command.pattern == nullptr && argc > 0 && form.kind != cmds_kind::undo) {
+        return k_wrong_argument;
+    }
+    if (cli_is_loading() && (form.kind == cmds_kind::show || form.kind == cmds_kind::action)) {
+        return cmds_refuse("This cannot stand in a saved configuration");
+    }
+    if (form.run != nullptr) {
+        return form.run(argc, argv);
+    }
+    switch (form.kind) {
+    case cmds_kind::setting:
+        return tell_kept(cmds_record(argc, argv));
+    case cmds_kind::undo:
+        return tell_kept(undo_recorded(row, argc, argv));
+    case cmds_kind::show:
+    case cmds_kind::action:
+    case cmds_kind::move:
+        break;
+    }
+    return cmds_refuse("Not supported here");
+}

@@ -1,0 +1,129 @@
+// The configuration as a whole: shown, saved, and compared with what was saved.
+
+#include "lib/cli/cli_output.h"
+#include "lib/cmds/cmds_build.h"
+#include "lib/cmds/cmds_config.h"
+#include "lib/cmds/cmds_session.h"
+#include "lib/config/config_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+struct free_store {
+    void operator()(config_store *store) const { config_free(store); }
+};
+using owned_store = std::unique_ptr<config_store, free_store>;
+
+int32_t s_failed_lines = 0; // of the saved configuration that is being read
+
+// ---- texts, with secrets or without
+
+/// A line with a mark in the place of each secret word.
+std::string masked(const config_line &line) {
+    std::string text;
+    std::string_view rest = line.line;
+    for (uint32_t word = 0; !rest.empty(); word++) {
+        const std::string_view next = rest.substr(0, rest.find(' '));
+        rest.remove_prefix(std::min(next.size() + 1, rest.size()));
+        text.append(text.empty() ? "" : " ").append((line.secret >> word & 1U) != 0 ? "********" : next);
+    }
+    return text;
+}
+
+void add_masked(const config_line &line, void *text) {
+    static_cast<std::string *>(text)->append(masked(line)).push_back('\n');
+}
+
+std::string text_of(const config_store &store, bool with_secrets) {
+    std::string text;
+    if (with_secrets) {
+        return config_text(store);
+    }
+    config_walk(store, add_masked, &text);
+    return text;
+}
+
+// ---- the saved configuration
+
+void count_failed(int32_t /*line*/) { s_failed_lines++; }
+
+/// Reads the saved configuration, or tells why it cannot be: null then.
+owned_store read_saved() {
+    owned_store saved(config_new());
+    s_failed_lines = 0;
+    if (cmds_read_config(k_cmds_saved_config, *saved, count_failed) == -1) {
+        cli_print("%% No configuration has been saved\n");
+        return nullptr;
+    }
+    if (s_failed_lines > 0) {
+        cli_print("%% Lines of the saved configuration that cannot be run: %d\n", s_failed_lines);
+    }
+    return saved;
+}
+
+// ---- the commands
+
+int32_t show_running(int32_t /*argc*/, const char *const * /*argv*/) {
+    cli_print("%s", text_of(cmds_store(), cmds_is_administrator()).c_str());
+    return 0;
+}
+
+int32_t show_startup(int32_t /*argc*/, const char *const * /*argv*/) {
+    const owned_store saved = read_saved();
+    if (saved == nullptr) {
+        return k_cmds_failed;
+    }
+    cli_print("%s", text_of(*saved, false).c_str());
+    return 0;
+}
+
+void add_difference(config_side side, const config_line &line, void *text) {
+    const char *const mark = side == config_side::both ? "  " : side == config_side::first ? "- " : "+ ";
+    static_cast<std::string *>(text)->append(mark).append(masked(line)).push_back('\n');
+}
+
+int32_t show_changes(int32_t /*argc*/, const char *const * /*argv*/) {
+    const owned_store saved = read_saved();
+    if (saved == nullptr) {
+        return k_cmds_failed;
+    }
+    std::string text;
+    if (config_compare(*saved, cmds_store(), add_difference, &text) == 0) {
+        text = "Nothing has been changed since it was saved.\n";
+    }
+    cli_print("%s", text.c_str());
+    return 0;
+}
+
+int32_t write_memory(int32_t /*argc*/, const char *const * /*argv*/) {
+    if (!config_save(cmds_store(), k_cmds_saved_config)) {
+        cli_print("%% The configuration could not be saved: %s\n", std::strerror(errno));
+        return k_cmds_failed;
+    }
+    return 0;
+}
+
+constexpr cmds_where k_anywhere = {k_in_every_mode, k_mask_config};
+
+constexpr cmds_word k_words[] = {
+    {"running-config", "The configuration as it is now."},
+    {"startup-config", "The configuration that was saved."},
+    {"changes", "What the saved one has not, or has otherwise."},
+    {"write", "Save the configuration."},
+    {"memory", "For the next start of the switch."},
+};
+
+constexpr cmds_form k_forms[] = {
+    action(k_anywhere, "write memory", "Save the running configuration.").by(write_memory),
+    show(k_anywhere, "show running-config", "Show the running configuration.").by(show_running),
+    show(k_anywhere, "show running-config changes", "Show what has been changed since it was saved.")
+        .by(show_changes),
+    show(k_anywhere, "show startup-config", "Show the saved configuration.").by(show_startup),
+};
+
+} // namespace
+
+CMDS_FAMILY(configuration, "write", 1, 0, 3);

@@ -1,0 +1,47 @@
+// The servers by which the switch is managed, and Modbus TCP.
+
+#include "lib/cmds/cmds_build.h"
+
+namespace {
+
+constexpr cmds_where k_config = {k_in_config, k_mask_config};
+
+constexpr cmds_word k_words[] = {
+    {"http", "Web pages."},
+    {"https", "Web pages, encrypted."},
+    {"telnet", "The shell over the network."},
+    {"ssh", "The shell over the network, encrypted."},
+    {"snmp_v1v2c", "SNMP with communities, versions 1 and 2c."},
+    {"snmp_v3", "SNMP with users, version 3."},
+    {"modbus_tcp", "Modbus TCP, port 502."},
+    {"server", "Whether it is served."},
+    {"port", "Its TCP port."},
+    {"<1-65535>", "A TCP port."},
+};
+
+constexpr cmds_form k_forms[] = {
+    setting(k_config, "http server", "Serve web pages.").on_at_first(),
+    setting(k_config, "http server port <1-65535>", "Serve web pages at this port; 80 by default.")
+        .at_first("80"),
+    setting(k_config, "https server", "Serve encrypted web pages.").on_at_first(),
+    setting(k_config, "snmp_v1v2c server", "Answer SNMP versions 1 and 2c.").on_at_first(),
+    setting(k_config, "snmp_v3 server", "Answer SNMP version 3.").on_at_first(),
+    setting(k_config, "ssh server", "Let administrators in by SSH.").on_at_first(),
+    setting(k_config, "telnet server", "Let administrators in by telnet.").on_at_first(),
+    setting(k_config, "telnet server port <1-65535>", "Serve telnet at this port; 23 by default.")
+        .at_first("23"),
+    setting(k_config, "modbus_tcp (enable|disable)", "Let Modbus clients read the switch, or not.")
+        .at_first("enable"),
+    undo(k_config, "no http server", "Serve no web pages."),
+    undo(k_config, "no http server port", "Serve web pages at port 80 again."),
+    undo(k_config, "no https server", "Serve no encrypted web pages."),
+    undo(k_config, "no snmp_v1v2c server", "Do not answer SNMP versions 1 and 2c."),
+    undo(k_config, "no snmp_v3 server", "Do not answer SNMP version 3."),
+    undo(k_config, "no ssh server", "Let nobody in by SSH."),
+    undo(k_config, "no telnet server", "Let nobody in by telnet."),
+    undo(k_config, "no telnet server port", "Serve telnet at port 23 again."),
+};
+
+} // namespace
+
+CMDS_FAMILY(servers, "http", 9, 8, 0);

@@ -1,0 +1,102 @@
+// What the system says of itself, and settings of the shell.
+
+#include "lib/cli/cli_cpu_load.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cli/cli_tree.h"
+#include "lib/cmds/cmds_build.h"
+#include "lib/sasi/sasi.h"
+
+#include <algorithm>
+#include <ctime>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *k_no_answer = "the switch does not answer";
+
+void show_line(const char *name, const char *text) { cli_print("%-20s: %s\n", name, text); }
+
+int32_t show_version(int32_t /*argc*/, const char *const * /*argv*/) {
+    uint16_t type = 0;
+    show_line("Software version", ZOP_VERSION);
+    if (sasi_get_device_type(&type) != 0 || !sasi_is_open()) {
+        show_line("Device type", k_no_answer);
+    } else {
+        cli_print("%-20s: 0x%04X\n", "Device type", type);
+    }
+    return 0;
+}
+
+int32_t show_uptime(int32_t /*argc*/, const char *const * /*argv*/) {
+    timespec up{};
+    ::clock_gettime(CLOCK_BOOTTIME, &up);
+    const auto seconds = static_cast<long long>(up.tv_sec);
+    cli_print("%-20s: %lld days, %02lld:%02lld:%02lld\n", "System up for", seconds / 86400,
+              seconds / 3600 % 24, seconds / 60 % 60, seconds % 60);
+    return 0;
+}
+
+void show_address(const char *name, int32_t (*get)(uint32_t *address)) {
+    uint32_t address = 0;
+    if (get(&address) != 0 || !sasi_is_open()) {
+        show_line(name, k_no_answer);
+        return;
+    }
+    cli_print("%-20s: %u.%u.%u.%u\n", name, address >> 24, address >> 16 & 255, address >> 8 & 255,
+              address & 255);
+}
+
+int32_t show_system_info(int32_t /*argc*/, const char *const * /*argv*/) {
+    char host[65] = "";
+    ::gethostname(host, sizeof host - 1);
+    show_line("System name", host);
+    show_version(0, nullptr);
+    show_address("IP address", sasi_get_ip_address);
+    show_address("Subnet mask", sasi_get_ip_netmask);
+    return show_uptime(0, nullptr);
+}
+
+int32_t show_cpu_load(int32_t /*argc*/, const char *const * /*argv*/) {
+    const int32_t load = std::max(cli_cpu_load(), 0); // the kernel may take waiting time back
+    cli_print("%-20s: %d.%02d %%\n", "CPU load", load / 100, load % 100);
+    return 0;
+}
+
+int32_t show_modes(int32_t /*argc*/, const char *const * /*argv*/) {
+    cli_print("   Id  Mode              Commands  Parent\n");
+    for (const cmds_mode &mode : k_cmds_modes) {
+        cli_print("  %3d  %-16s  %8zu  %s\n", mode.id, mode.name, cli_command_count(mode.id),
+                  cmds_find_mode(mode.parent)->name);
+    }
+    return 0;
+}
+
+int32_t show_tree(int32_t /*argc*/, const char *const * /*argv*/) {
+    cli_dump_tree();
+    return 0;
+}
+
+constexpr cmds_where k_users = {k_in_every_mode, k_mask_user};
+
+constexpr cmds_word k_words[] = {
+    {"version", "Version of the software."},
+    {"uptime", "Time since the start."},
+    {"system-info", "Name, address and versions."},
+    {"cpu", "The processor."},
+    {"load", "How busy it is."},
+    {"modes", "The modes of the shell, for debugging."},
+    {"tree", "The words of every mode, for debugging."},
+};
+
+constexpr cmds_form k_forms[] = {
+    show(k_users, "show version", "Show the version of the software.").by(show_version),
+    show(k_users, "show uptime", "Show the time since the start.").by(show_uptime),
+    show(k_users, "show system-info", "Show name, address and versions.").by(show_system_info),
+    show(k_users, "show cpu load", "Show the processor's load.").by(show_cpu_load),
+    show(k_users, "show modes", "Show the modes of the shell.").by(show_modes),
+    show(k_users, "show tree", "Show the words of every mode.").by(show_tree),
+};
+
+} // namespace
+
+CMDS_FAMILY(system, "show", 0, 0, 6);

@@ -1,0 +1,252 @@
+// Every command of every family, by the rows themselves: typed as it is declared, and with each of its words
+// wrong.
+
+#include "lib/cli/cli_config.h"
+#include "lib/cli/cli_help.h"
+#include "lib/cli/cli_match.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cli/cli_parser.h"
+#include "lib/cmds/cmds_config.h"
+#include "lib/cmds/cmds_family.h"
+#include "lib/cmds/cmds_session.h"
+#include "lib/config/config_file.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <unistd.h>
+
+namespace {
+
+std::string s_printed;
+const cli_command *s_reached = nullptr; // the command whose handler was called
+bool s_only_reach = false;              // and not carried out
+
+} // namespace
+
+// Stands in for the server's, whose output files are not what is tested here.
+int cli_print(const char *format, ...) {
+    char text[4096];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    s_printed += text;
+    return length;
+}
+
+// The linker leads the commands' handler here.
+extern "C" {
+int32_t __real__Z8cmds_runiPKPKc(int32_t argc, const char *const *argv);
+int32_t __wrap__Z8cmds_runiPKPKc(int32_t argc, const char *const *argv) {
+    s_reached = cli_running_command();
+    return s_only_reach ? 0 : __real__Z8cmds_runiPKPKc(argc, argv);
+}
+}
+
+namespace {
+
+// ---- words for patterns
+
+struct sample {
+    const char *good;
+    const char *bad; // null: anything is taken
+};
+
+sample sample_of_type(const std::string &type) {
+    static const std::map<std::string, sample> s_samples = {
+        {"VLANID", {"7", "4095"}},
+        {"DATE", {"2027/01/31", "2027/2/30"}},
+        {"GROUP_ID", {"3", "x"}},
+        {"HEX_VALUE", {"1f", "xyz"}},
+        {"IPADDR", {"192.168.1.1", "999.1.1.1"}},
+        {"IPADDR_MASK", {"10.0.0.0/8", "10.0.0.0/33"}},
+        {"IPV6ADDR", {"fe80:0:0:0:0:0:0:1", "fe80::1"}},
+        {"MACADDR", {"00:11:22:33:44:55", "0:11:22:33:44:55"}},
+        {"PORT_ID", {"3", "13"}},
+        {"PORTLISTS", {"1-3,5", "1,13"}},
+        {"VALUE", {"30", "x"}},
+        {"VLANLISTS", {"1,10-19", "1,4095"}},
+        {"OID", {"1.3.6.1", "1..3"}},
+        {"PRIORITY", {"3", "x"}},
+        {"QUEUE_ID", {"3", "x"}},
+        {"RATE_LIMIT", {"64", "x"}},
+        {"TIME", {"12:30:00", "25:00:00"}},
+        {"SFTP_HOST", {"user@10.0.0.1/file", "user"}},
+        {"SCP_HOST", {"user@10.0.0.1/file", "user"}},
+    };
+    const auto found = s_samples.find(type);
+    return found != s_samples.end() ? found->second : sample{"text", "bell\a"};
+}
+
+std::vector<std::string> words_of(std::string_view line) {
+    std::istringstream in{std::string(line)};
+    return {std::istream_iterator<std::string>(in), {}};
+}
+
+std::string joined(const std::vector<std::string> &words) {
+    std::string line;
+    for (const std::string &word : words) {
+        line += (line.empty() ? "" : " ") + word;
+    }
+    return line;
+}
+
+std::string good_word(const std::string &pattern) {
+    if (pattern.front() == '<') {
+        return std::to_string(cli_classify(pattern.c_str()).low);
+    }
+    if (pattern.front() == '(') {
+        const size_t end = pattern.find_last_of("|)"); // the last choice: the first may be what holds anyway
+        return pattern.substr(pattern.find_last_of("(|", end - 1) + 1,
+                              end - pattern.find_last_of("(|", end - 1) - 1);
+    }
+    return cli_is_type(pattern) ? sample_of_type(pattern).good : pattern;
+}
+
+std::string bad_word(const std::string &pattern) {
+    if (pattern.front() == '<') {
+        return std::to_string(cli_classify(pattern.c_str()).high + 1);
+    }
+    return cli_is_type(pattern) ? sample_of_type(pattern).bad : "nothing-like-that";
+}
+
+std::vector<std::string> good_words(std::string_view line) {
+    std::vector<std::string> words = words_of(line);
+    for (std::string &word : words) {
+        word = good_word(word);
+    }
+    return words;
+}
+
+std::string good_line(std::string_view line) { return joined(good_words(line)); }
+
+// ---- the rows, and the modes they stand in
+
+struct placed_row {
+    const cmds_row *row;
+    const cmds_mode *mode;
+};
+
+std::vector<placed_row> all_rows() {
+    std::vector<placed_row> rows;
+    for (const cmds_family *family : cmds_families()) {
+        for (const cmds_row &row : std::span(family->rows, family->count)) {
+            for (const cmds_mode &mode : k_cmds_modes) {
+                if ((row.form->where.modes & cmds_mode_bit(mode.id)) != 0) {
+                    rows.push_back({&row, &mode});
+                }
+            }
+        }
+    }
+    return rows;
+}
+
+std::string name_of(const placed_row &placed) {
+    return std::string(placed.mode->name) + ": " + std::string(placed.row->form->line);
+}
+
+class Commands : public testing::Test {
+protected:
+    Commands() {
+        static const bool s_installed = cmds_install() == 0;
+        EXPECT_TRUE(s_installed);
+    }
+    ~Commands() override {
+        s_only_reach = false;
+        ::unlink(m_file.c_str());
+    }
+
+    /// The configuration that lines typed in a mode make.
+    std::string configure(const cmds_mode &mode, const std::vector<std::string> &lines) {
+        std::string text = mode.line != nullptr ? good_line(mode.line) + "\n" : "";
+        for (const std::string &line : lines) {
+            text += line + "\n";
+        }
+        return replay(text);
+    }
+
+    /// The configuration that a saved one makes; `m_result` is that of its replay.
+    std::string replay(const std::string &text) {
+        std::ofstream(m_file) << text;
+        const std::unique_ptr<config_store, void (*)(config_store *)> store(config_new(), config_free);
+        m_result = cmds_read_config(m_file.c_str(), *store, [](int32_t) {});
+        return config_text(*store);
+    }
+
+    const std::string m_file = testing::TempDir() + "zop_families_" + std::to_string(::getpid());
+    int32_t m_result = 0;
+};
+
+TEST_F(Commands, EachIsReachedByItsOwnLineAndExplained) {
+    s_only_reach = true;
+    for (const placed_row &placed : all_rows()) {
+        SCOPED_TRACE(name_of(placed));
+        cli_session session = cmds_session_in(placed.mode->id);
+        session.mode_mask |= placed.row->command.mode_mask;
+        const std::vector<std::string> words = good_words(placed.row->form->line);
+        s_reached = nullptr;
+        s_printed.clear();
+        EXPECT_EQ(cli_session_execute(&session, joined(words).c_str()), 0) << s_printed;
+        EXPECT_EQ(s_reached, &placed.row->command);
+        s_printed.clear();
+        cli_help_line(session, (joined(words) + " ").c_str());
+        EXPECT_NE(s_printed.find("<cr>"), std::string::npos) << s_printed;
+    }
+}
+
+TEST_F(Commands, AWrongWordChangesNothing) {
+    for (const placed_row &placed : all_rows()) {
+        const std::vector<std::string> pattern = words_of(placed.row->form->line);
+        const std::string before = configure(*placed.mode, {});
+        for (size_t i = 0; i < pattern.size() && placed.row->form->kind == cmds_kind::setting; i++) {
+            std::vector<std::string> words = good_words(placed.row->form->line);
+            words[i] = bad_word(pattern[i]);
+            EXPECT_EQ(configure(*placed.mode, {joined(words)}), before)
+                << name_of(placed) << ": " << joined(words);
+            EXPECT_EQ(m_result, k_cli_load_failed_lines);
+        }
+    }
+}
+
+TEST_F(Commands, SettingsAreReplayedAsTheyWereTypedAndTakenBack) {
+    std::map<std::pair<const cmds_family *, uint16_t>, const cmds_row *> undoing;
+    for (const placed_row &placed : all_rows()) {
+        if (placed.row->form->kind == cmds_kind::undo) {
+            undoing[{placed.row->family, placed.row->stem}] = placed.row;
+        }
+    }
+    for (const placed_row &placed : all_rows()) {
+        const cmds_form &form = *placed.row->form;
+        if (form.kind != cmds_kind::setting || placed.mode->id == k_mode_exec) {
+            continue;
+        }
+        SCOPED_TRACE(name_of(placed));
+        const bool on_at_first = form.initial != nullptr && form.initial == std::string_view(k_cmds_on);
+        const cmds_row *const undo = undoing[{placed.row->family, placed.row->stem}];
+        const std::string line = good_line(form.line);
+        const std::string undo_line = undo != nullptr ? good_line(undo->form->line) : "";
+        const std::string before = configure(*placed.mode, {});
+        const std::string changed = configure(*placed.mode, {on_at_first ? undo_line : line});
+        EXPECT_EQ(m_result, 0);
+        EXPECT_NE(changed, before);
+        EXPECT_NE(changed.find(on_at_first ? undo_line : line), std::string::npos) << changed;
+        EXPECT_EQ(replay(changed), changed);
+        EXPECT_EQ(m_result, 0);
+        if (undo != nullptr) {
+            EXPECT_EQ(configure(*placed.mode, {line, on_at_first ? line : undo_line}), before);
+        }
+        if (form.initial != nullptr && form.keys == 0 && !on_at_first) {
+            EXPECT_EQ(
+                configure(*placed.mode, {line, std::string(placed.row->command.words) + " " + form.initial}),
+                before);
+        }
+    }
+}
+
+} // namespace
