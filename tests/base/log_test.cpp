@@ -1,31 +1,17 @@
 // The log as its service sees it, one that does not read at first.
 
 #include "lib/base/log.h"
-#include "lib/base/unique_fd.h"
+#include "tests/support/log_socket.h"
 #include "tests/support/private_scenario.h"
 
-#include <cstring>
 #include <gmock/gmock.h>
 #include <string>
 #include <string_view>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace {
 
 constexpr int k_lines = 1000; // more than the queue and any socket's own hold
 constexpr std::string_view k_count = "log lines left out: ";
-
-unique_fd listen_as_log(int type) {
-    unique_fd fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, "/dev/log");
-    unlink(address.sun_path);
-    EXPECT_EQ(0, bind(fd.get(), reinterpret_cast<sockaddr *>(&address), sizeof address));
-    EXPECT_TRUE(type == SOCK_DGRAM || listen(fd.get(), 0) == 0);
-    return fd;
-}
 
 /// One line, which has a datagram or a connection of its own.
 std::string take_line(const unique_fd &log, int type) {

@@ -8,6 +8,7 @@
 #include "lib/cli/cli_tree.h"
 #include "lib/cli/cli_tree_nodes.h"
 #include "lib/cmds/cmds_session.h"
+#include "tests/support/syslog_capture.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -38,33 +39,6 @@ int cli_print(const char *format, ...) {
     va_end(arguments);
     s_printed += text;
     return length;
-}
-
-namespace {
-
-size_t s_allocations = 0;
-
-} // namespace
-
-// The linker leads the calls of the program and the library here.
-#if __SIZEOF_POINTER__ == 8
-#define REAL_NEW __real__Znwm
-#define WRAP_NEW __wrap__Znwm
-#else
-#define REAL_NEW __real__Znwj
-#define WRAP_NEW __wrap__Znwj
-#endif
-extern "C" {
-void *__real_malloc(size_t size);
-void *__wrap_malloc(size_t size) {
-    s_allocations++;
-    return __real_malloc(size);
-}
-void *REAL_NEW(size_t size);
-void *WRAP_NEW(size_t size) {
-    s_allocations++;
-    return REAL_NEW(size);
-}
 }
 
 namespace {
@@ -127,10 +101,14 @@ public:
         return "-";
     }
 
+    void check(const std::vector<std::pair<std::string, const char *>> &lines) {
+        for (const auto &[line, expected] : lines) {
+            EXPECT_EQ(expected, (*this)(line)) << line;
+        }
+    }
+
     cli_session session = {};
     std::vector<int32_t> results;
-
-private:
 };
 
 cli_command command(const char *words, const char *pattern, cli_handler_fn handler, uint32_t mask = 0x4) {
@@ -212,20 +190,24 @@ TEST(CliParser, AbbreviationsAmbiguityAndExactWords) {
         command("clear xy", nullptr, run<'y'>,
                 0xC), // through the node "clear", which the first one keeps to mode 0x8
     };
-    const std::pair<const char *, const char *> cases[] = {
-        {"con t", "c"},   {" configure\tterminal ; as a comment", "c"},
-        {"co t", "-"},                        // configure, copy
-        {"cop", "p"},     {"vlan 3", "v: 3"}, // exact among two
-        {"vla 3", "-"},   {"vlan-", "s"},
-        {"show v", "-"},  {"show ver", "a"},
-        {"sh vl", "b"},   {"vlan 4095", "s: 4095"}, // fits the longer keyword, which takes anything
-        {"vlan", "s"},    {"vlan 3 4", "s: 3 4"},
-        {"unknown", "-"}, {"clear xy", "y"},
+    run_line.check({
+        {"con t", "c"},
+        {" configure\tterminal ; as a comment", "c"},
+        {"co t", "-"}, // configure, copy
+        {"cop", "p"},
+        {"vlan 3", "v: 3"}, // exact among two
+        {"vla 3", "-"},
+        {"vlan-", "s"},
+        {"show v", "-"},
+        {"show ver", "a"},
+        {"sh vl", "b"},
+        {"vlan 4095", "s: 4095"}, // fits the longer keyword, which takes anything
+        {"vlan", "s"},
+        {"vlan 3 4", "s: 3 4"},
+        {"unknown", "-"},
+        {"clear xy", "y"},
         {"clear x", "y"}, // the shorter one is not of this mode, and does not make it ambiguous
-    };
-    for (const auto &[line, expected] : cases) {
-        EXPECT_EQ(expected, run_line(line)) << line;
-    }
+    });
     run_line.session.mode_mask = 0xC; // now both can be meant, and "x" is exact
     EXPECT_EQ("x", run_line("clear x"));
     run_line.session.mode_id = 99999; // nothing is installed there
@@ -238,11 +220,8 @@ TEST(CliParser, AmbiguityIsDecidedAtTheSecondWordThatFits) {
     commands run_line{command("set", "abc", run<'1'>),     command("set", "ab", run<'2'>),
                       command("set", "VALUE", run<'3'>),   command("set", "a", run<'4'>),
                       command("<1-5>", nullptr, run<'5'>), command("<3-9>", nullptr, run<'6'>)};
-    EXPECT_EQ("1: ab", run_line("set ab")); // not ambiguous, so that the first declared that fits is taken
-    EXPECT_EQ("1: a", run_line("set a"));
-    EXPECT_EQ("3: 12", run_line("set 12"));
-    EXPECT_EQ("6", run_line("7"));
-    EXPECT_EQ("5", run_line("4")); // both ranges are exact: the list decides, in its order
+    // "set ab" is not ambiguous, so that the first declared that fits is taken; of 4 both ranges are exact.
+    run_line.check({{"set ab", "1: ab"}, {"set a", "1: a"}, {"set 12", "3: 12"}, {"7", "6"}, {"4", "5"}});
 }
 
 TEST(CliParser, CandidatesFallbackAndWrongArguments) {
@@ -255,7 +234,7 @@ TEST(CliParser, CandidatesFallbackAndWrongArguments) {
         command("set", "VALUE", refuse),
         command("broken", nullptr, nullptr),
     };
-    const std::pair<const char *, const char *> cases[] = {
+    run_line.check({
         {"show port", "n"},
         {"show port 12", "p: 12"},
         {"show port 12 det", "d: 12 det"},
@@ -269,10 +248,7 @@ TEST(CliParser, CandidatesFallbackAndWrongArguments) {
         {"set 5", "W"}, // by the handler
         {"broken", "-"},
         {"broken 5", "-"},
-    };
-    for (const auto &[line, expected] : cases) {
-        EXPECT_EQ(expected, run_line(line)) << line;
-    }
+    });
     commands failing{command("fail", nullptr, fail)};
     EXPECT_EQ(7, cli_session_execute(&failing.session, "fail"));
     EXPECT_EQ("", taken(s_printed));
@@ -280,34 +256,14 @@ TEST(CliParser, CandidatesFallbackAndWrongArguments) {
     EXPECT_EQ("-", failing(" ; nothing")); // and the status is not the last line's
 }
 
-int32_t do_nothing(int32_t /*argc*/, const char *const * /*argv*/) { return 0; }
-
-TEST(CliParser, ALineAllocatesNothing) {
-    commands run_line{
-        command("set one", "<1-9> (a|b) VLANID IPADDR MACADDR DATE", do_nothing),
-        command("set one", "STRINGS", do_nothing),
-        command("show", nullptr, do_nothing),
-    };
-    const char *const lines[] = {"set o 1 a 12 1.2.3.4 00:11:22:33:44:55 1/2/3", "set one text", "show it",
-                                 "s", "nonsense"};
-    const size_t before = s_allocations;
-    int32_t done = 0;
-    for (const char *line : lines) {
-        done += cli_session_execute(&run_line.session, line) == 0 ? 1 : 0;
-    }
-    EXPECT_EQ(before, s_allocations);
-    EXPECT_EQ(3, done);
-    const std::string allocated(100, 'x');
-    EXPECT_LT(before, s_allocations) << "with " << allocated;
-}
-
 TEST(CliParser, LimitsOfLinesAndDeclarations) {
     const std::string longest(127, 'w');
     const std::string too_long(128, 'w');
     const std::string twenty = "a b c d e f g h i j k l m n o p q r s t";
-    const std::string all_strings =
-        "STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS "
-        "STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS STRINGS";
+    std::string all_strings;
+    for (int i = 0; i < 19; i++) {
+        all_strings += "STRINGS ";
+    }
     commands run_line{
         command(longest.c_str(), nullptr, run<'l'>),
         command(too_long.c_str(), nullptr, run<'x'>),
@@ -453,26 +409,30 @@ TEST(CliConfig, ReplaysEveryLine) {
     char path[] = "/tmp/cli-config-XXXXXX";
     ::close(::mkstemp(path));
     const std::string piece(240, 'x');
-    struct load_case {
+    const struct {
         std::string file;
-        int32_t result;
         std::vector<std::string> runs;
-    };
-    const load_case cases[] = {
-        {"", 0, {}},
-        {"#one\n\n ; comment\nline a\n", 0, {"l: a"}},
-        {"# more words are a line\nline b\n", -301, {"l: b"}},
-        {"enter 3\ninner\nline c\n! back\nline d", -301, {"i", "l: d"}}, // no "line" in mode 9
-        {"debug\nline e\n", -301, {"l: e"}},
-        // 255 characters are one piece; what follows is a line of its own.
-        {"line " + piece + " ;23456789" + "line f\n", 0, {"l: " + piece, "l: f"}},
+        std::vector<int> failed; // lines
+    } cases[] = {
+        {"", {}, {}},
+        {"#one\n\n ; comment\nline a\n", {"l: a"}, {}},
+        {"# more words are a line\nline b\nx\n", {"l: b"}, {1, 3}},
+        {"enter 3\ninner\nline c\n! back\nline d", {"i", "l: d"}, {3}}, // no "line" in mode 9
+        {"debug\nline e\n", {"l: e"}, {1}},
+        // 255 characters are one piece; what follows is a line of its own, of the same number.
+        {"line " + piece + " ;23456789" + "line f\nx", {"l: " + piece, "l: f"}, {2}},
     };
     cli_set_last_status(42);
-    for (const load_case &c : cases) {
+    for (const auto &c : cases) {
         std::ofstream(path) << c.file;
         s_runs.clear();
-        EXPECT_EQ(c.result, cli_load_config(path)) << c.file;
+        EXPECT_EQ(c.failed.empty() ? 0 : -301, cli_load_config(path)) << c.file;
         EXPECT_EQ(c.runs, s_runs) << c.file;
+        std::vector<std::string> logged;
+        for (const int line : c.failed) {
+            logged.push_back("4 " + std::string(path) + ": line " + std::to_string(line) + " failed");
+        }
+        EXPECT_EQ(logged, syslog_take_texts());
         EXPECT_EQ(42, cli_last_status());
     }
     ::unlink(path);

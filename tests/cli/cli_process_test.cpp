@@ -1,15 +1,14 @@
 // What the shell's process keeps in /var and says at its end. Each case has a process and mounts of its own.
 
-#include "lib/base/unique_fd.h"
 #include "lib/cli/fatal_signals.h"
 #include "lib/cli/screen_length.h"
+#include "tests/support/log_socket.h"
 #include "tests/support/private_scenario.h"
 #include "tests/support/syslog_capture.h"
 
 #include <csignal>
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -17,8 +16,6 @@
 #include <gmock/gmock.h>
 #include <iterator>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -64,21 +61,13 @@ void screen_length_scenario() {
         screen_length_show_config(print);
         EXPECT_EQ(length == 24 ? "" : "set length " + std::to_string(length) + "\n", s_printed);
     }
+    EXPECT_EQ(std::filesystem::perms(0644), std::filesystem::status(k_screen_length_file).permissions());
     std::filesystem::remove(k_screen_length_file);
     std::filesystem::create_directory(k_screen_length_file);
     EXPECT_EQ(24, screen_length());
     EXPECT_EQ(k_screen_length_not_stored, screen_length_set("30", print));
     EXPECT_THAT(syslog_take_texts(),
                 ElementsAre("4 screen_length_set: cannot write /var/qel_win_size: Is a directory"));
-}
-
-unique_fd listen_as_log() {
-    unique_fd fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, "/dev/log");
-    EXPECT_EQ(0, bind(fd.get(), reinterpret_cast<sockaddr *>(&address), sizeof address));
-    return fd;
 }
 
 std::string read_now(int fd) {
@@ -88,7 +77,7 @@ std::string read_now(int fd) {
 }
 
 void fatal_signal_scenario() {
-    const unique_fd log = listen_as_log();
+    const unique_fd log = listen_as_log(SOCK_DGRAM | SOCK_NONBLOCK);
     struct {
         int number;
         int status; // of waitpid

@@ -10,6 +10,7 @@
 #include "lib/cli/csh_server.h"
 #include "lib/cli/evt_chan.h"
 #include "lib/cli/zopsh_timer.h"
+#include "tests/support/eventually.h"
 #include "tests/support/private_scenario.h"
 
 #include <algorithm>
@@ -18,21 +19,22 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <sstream>
+#include <sys/eventfd.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <thread>
 
 namespace {
 
 namespace fs = std::filesystem;
+
+std::string output_of(int32_t pid) { return "/tmp/ttyout-" + std::to_string(pid); }
 
 std::string content(const std::string &path) {
     std::ostringstream text;
@@ -44,12 +46,12 @@ void note_step(const std::string &step) { std::ofstream("/tmp/steps", std::ios::
 
 // ---- the commands and services of the server under test
 
+constexpr int32_t k_not_printed = 7;
+
 int32_t print_words(int32_t argc, const char *const *argv) {
-    for (int32_t i = 0; i < argc; i++) {
-        cli_print("%s\n", argv[i]);
-    }
     std::thread([] { cli_print("elsewhere\n"); }).join(); // goes to a file of that thread
-    return 0;
+    const std::string line = std::string(argv[argc - 1]) + "\n";
+    return cli_print("%s", line.c_str()) == static_cast<int>(line.size()) ? 0 : k_not_printed;
 }
 
 int32_t set_status(int32_t /*argc*/, const char *const *argv) {
@@ -90,6 +92,14 @@ csh_startup startup() {
     return s;
 }
 
+/// Serves at once, and leaves the interface alone.
+csh_startup short_startup() {
+    csh_startup s = startup();
+    s.skip_interface = true;
+    s.ready = nullptr;
+    return s;
+}
+
 /// A server in a process of its own, which has printed to "/tmp/said".
 class server {
 public:
@@ -114,28 +124,14 @@ private:
     pid_t m_pid;
 };
 
-sockaddr_un address_of(const std::string &path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    return address;
-}
-
 /// A client's socket, connected to the server as soon as there is one.
 class client {
 public:
     client() : m_fd(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
-        static int s_number = 0;
-        const sockaddr_un own = address_of("/tmp/csh_client_" + std::to_string(1000000 + s_number++));
-        EXPECT_EQ(0, ::bind(m_fd.get(), reinterpret_cast<const sockaddr *>(&own), sizeof own));
-        const sockaddr_un server = address_of(k_csh_server_path);
-        for (int i = 0; i < 10000; i++) {
-            if (::connect(m_fd.get(), reinterpret_cast<const sockaddr *>(&server), sizeof server) == 0) {
-                return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        ADD_FAILURE() << "no server";
+        static int s_number = 1000000;
+        const std::string own = "/tmp/csh_client_" + std::to_string(s_number++);
+        EXPECT_EQ(0, local_bind(m_fd.get(), own.c_str(), k_no_group));
+        EXPECT_TRUE(eventually([this] { return local_connect(m_fd.get(), k_csh_server_path) == 0; }));
     }
 
     /// Sends the first `size` bytes of a message; the reply, or one of type -1 when none comes.
@@ -234,10 +230,7 @@ void serve_everything() {
 }
 
 void hold_the_shell() {
-    csh_startup how = startup();
-    how.skip_interface = true;
-    how.ready = nullptr;
-    const server running(how);
+    const server running(short_startup());
     client c;
     const std::pair<const char *, bool> statuses[] = {{"10000", false}, {"1006a", true},  {"1006b", true},
                                                       {"1006c", false}, {"1006d", true},  {"1012b", true},
@@ -260,10 +253,7 @@ void hold_the_shell() {
 }
 
 void register_clients() {
-    csh_startup how = startup();
-    how.skip_interface = true;
-    how.ready = nullptr;
-    const server running(how);
+    const server running(short_startup());
     client c;
     const pid_t gone = ::fork();
     if (gone == 0) {
@@ -271,7 +261,7 @@ void register_clients() {
     }
     ::waitpid(gone, nullptr, 0);
     const std::string socket_of_gone = "/tmp/csh_client_" + std::to_string(gone);
-    const std::string output_of_gone = "/tmp/ttyout-" + std::to_string(gone);
+    const std::string output_of_gone = output_of(gone);
     std::ofstream(socket_of_gone) << "x";
     std::ofstream(output_of_gone) << "x";
     std::array<pid_t, 10> pids{};
@@ -292,9 +282,7 @@ void register_clients() {
 }
 
 void speak_for_others() {
-    csh_startup how = startup();
-    how.skip_interface = true;
-    how.ready = nullptr;
+    csh_startup how = short_startup();
     how.socket_group = k_nobody;
     bystander(false, [] {}); // there is such a user, who is in the group
     const server running(how);
@@ -307,10 +295,10 @@ void speak_for_others() {
             EXPECT_STREQ("print lost", reply.text);
         }
         EXPECT_EQ(0, c.exchange(request(k_csh_execute, "print lost", own), 4).type) << "names nobody";
-        EXPECT_FALSE(fs::exists("/tmp/ttyout-" + std::to_string(::getppid())));
-        std::ofstream("/tmp/ttyout-" + std::to_string(own)) << "";
+        EXPECT_FALSE(fs::exists(output_of(::getppid())));
+        std::ofstream(output_of(own)) << "";
         EXPECT_EQ(1, c.exchange(request(k_csh_execute, "print mine", own)).type);
-        EXPECT_EQ("mine\n", content("/tmp/ttyout-" + std::to_string(own)));
+        EXPECT_EQ("mine\n", content(output_of(own)));
     });
 }
 
@@ -335,10 +323,7 @@ void apply_addresses() {
 }
 
 void refuse_planted_files() {
-    csh_startup how = startup();
-    how.skip_interface = true;
-    how.ready = nullptr;
-    const server running(how);
+    const server running(short_startup());
     client c;
     std::ofstream("/tmp/victim") << "kept";
     fs::create_symlink("/tmp/victim", "/tmp/ttyout-1");
@@ -351,7 +336,7 @@ void refuse_planted_files() {
     for (const int32_t pid : {1, 2, 3, 4, -5, 6}) {
         const csh_message reply = c.exchange(request(k_csh_execute, "print lost", pid));
         EXPECT_EQ(1, reply.type) << pid;
-        EXPECT_EQ(0, reply.result2) << pid;
+        EXPECT_EQ(k_not_printed, reply.result2) << pid;
     }
     EXPECT_EQ("kept", content("/tmp/victim"));
     EXPECT_TRUE(!is_others || content("/tmp/ttyout-6") == "kept");
@@ -387,47 +372,45 @@ TEST(CshServer, DoesNotAnswerItself) { with_private({"/tmp"}, reply_to_itself); 
 TEST(CshServer, AReplyThatCannotBeSentIsDropped) {
     int ends[2];
     ASSERT_EQ(0, ::socketpair(AF_UNIX, SOCK_DGRAM, 0, ends));
+    const unique_fd serving(ends[1]);
     const csh_message message = request(99);
-    ASSERT_EQ(static_cast<ssize_t>(sizeof message), ::send(ends[0], &message, sizeof message, 0));
+    ASSERT_EQ(572, ::send(ends[0], &message, sizeof message, 0));
     ::close(ends[0]);
     testing::internal::CaptureStdout();
     servMessageDispatcher(ends[1]);
     EXPECT_EQ("servMessageDispatcher send error\n", testing::internal::GetCapturedStdout());
-    ::close(ends[1]);
 }
 
 // ---- channels, timers, processor load
 
-int s_calls = 0;
+std::string s_called;
+std::array<unique_fd, 3> s_events; // each can be read
 
 TEST(EvtChan, CallbacksChangeTheTable) {
+    const evt_chan_fn note_b = [](int) { s_called += 'b'; };
     ASSERT_EQ(0, evtChanInit());
-    EXPECT_EQ(-1, evtChanAdd(-1, [](int) {}));
-    EXPECT_EQ(-1, evtChanAdd(1024, [](int) {}));
-    int first[2];
-    int second[2];
-    ASSERT_EQ(0, ::pipe(first));
-    ASSERT_EQ(0, ::pipe(second));
-    static int s_other = 0;
-    s_other = second[0];
-    ASSERT_EQ(0, evtChanAdd(first[0], [](int) {
-                  s_calls++;
-                  evtChanDel(s_other);
+    for (unique_fd &event : s_events) {
+        event = unique_fd(::eventfd(1, EFD_CLOEXEC));
+    }
+    EXPECT_EQ(-1, evtChanAdd(-1, note_b));
+    EXPECT_EQ(-1, evtChanAdd(FD_SETSIZE, note_b));
+    EXPECT_EQ(0, evtChanAdd(s_events[0].get(), [](int) {
+                  s_called += 'a';
+                  evtChanDel(s_events[1].get());
               }));
-    ASSERT_EQ(0, evtChanAdd(second[0], [](int) { s_calls += 100; }));
-    EXPECT_EQ(-1, evtChanAdd(second[0], [](int) {}));
-    ASSERT_EQ(1, ::write(first[1], "x", 1));
-    ASSERT_EQ(1, ::write(second[1], "x", 1));
+    EXPECT_EQ(0, evtChanAdd(s_events[1].get(), note_b));
+    EXPECT_EQ(0, evtChanAdd(s_events[2].get(), [](int) { s_called += 'c'; }));
+    EXPECT_EQ(-1, evtChanAdd(s_events[2].get(), note_b));
     evtChanWait();
-    EXPECT_EQ(1, s_calls) << "the second was removed before its turn";
-    ASSERT_EQ(0, evtChanAdd(second[0], [](int) { s_calls += 100; }));
-    ::close(first[0]); // a channel that was closed is dropped, and the other one served
+    EXPECT_EQ("ac", s_called) << "the second was removed before its turn";
+    s_events[0].reset(); // dropped, and the others are served
     evtChanWait();
     evtChanWait();
-    EXPECT_EQ(101, s_calls);
-    ::close(first[1]);
-    ::close(second[0]);
-    ::close(second[1]);
+    EXPECT_EQ("acc", s_called);
+    for (int fd = 100; fd < 100 + static_cast<int>(k_evt_chan_max) - 1; fd++) {
+        EXPECT_EQ(0, evtChanAdd(fd, note_b));
+    }
+    EXPECT_EQ(-1, evtChanAdd(200, note_b)) << "full";
     ASSERT_EQ(0, evtChanInit());
 }
 
@@ -465,10 +448,7 @@ TEST(ZopshTimer, SamplesTheLoadEveryFiveSeconds) {
         ASSERT_EQ(0, ::mount("/tmp/stat", "/proc/stat", nullptr, MS_BIND, nullptr));
         const auto start = std::chrono::steady_clock::now();
         zopsh_timer_init();
-        while (cli_cpu_load() == 0 && std::chrono::steady_clock::now() - start < std::chrono::seconds(30)) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        EXPECT_EQ(2500, cli_cpu_load());
+        EXPECT_TRUE(eventually([] { return cli_cpu_load() == 2500; }));
         EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3900));
     });
 }

@@ -10,9 +10,7 @@ using testing::HasSubstr;
 using words = std::vector<std::string>;
 
 TEST(Dot1xSim, EachScriptGoesThroughItsStates) {
-    const struct {
-        const char *script, *states;
-    } k_cases[] = {
+    const std::pair<const char *, const char *> scripts[] = {
         {"accept", "RESPONSE REQUEST RESPONSE SUCCESS IDLE"},
         {"reject", "RESPONSE REQUEST RESPONSE FAIL IDLE"},
         {"silent-supplicant", "RESPONSE REQUEST REQUEST TIMEOUT IDLE"},
@@ -22,9 +20,9 @@ TEST(Dot1xSim, EachScriptGoesThroughItsStates) {
         {"reauth", "RESPONSE REQUEST RESPONSE SUCCESS IDLE RESPONSE REQUEST RESPONSE SUCCESS IDLE"},
         {"reauth-timeout", "RESPONSE REQUEST RESPONSE SUCCESS IDLE RESPONSE TIMEOUT IDLE"},
     };
-    for (const auto &c : k_cases) {
-        EXPECT_THAT(run_command(own_program("dot1x_sim", {c.script})).output,
-                    HasSubstr(std::string("states: INITIALIZE IDLE ") + c.states + "\n"));
+    for (const auto &[script, states] : scripts) {
+        EXPECT_THAT(run_command(own_program("dot1x_sim", {script})).output,
+                    HasSubstr(std::string("states: INITIALIZE IDLE ") + states + "\n"));
     }
 }
 
@@ -42,6 +40,7 @@ TEST(Dot1xSim, CommandLinesAreTakenWholeOrRefused) {
         {{"--play", "r"}, 2, "dot1x_sim: --play: wants SUPPLICANT and SERVER"},
         {{"--list", "accept"}, 2, "dot1x_sim: accept: too much"},
         {{"accept", "--list"}, 2, "dot1x_sim: --list: does not go with"},
+        {{"accept", "nobody"}, 2, "dot1x_sim: no script is named \"nobody\"; --list names them"},
         {{"--sing"}, 2, "dot1x_sim: --sing: no such option"},
         {{"--check", "/"}, 1, "dot1x_sim: cannot read /: Is a directory"},
         {{"--check", "/nonexistent"}, 1, "dot1x_sim: cannot read /nonexistent: No such file"},
@@ -50,19 +49,8 @@ TEST(Dot1xSim, CommandLinesAreTakenWholeOrRefused) {
         const command_result result = run_command(own_program("dot1x_sim", c.arguments));
         EXPECT_EQ(c.status, result.status) << c.said;
         EXPECT_THAT(result.output, HasSubstr(c.said));
+        EXPECT_TRUE(c.status == 0 || result.output.starts_with(c.said)) << "nothing is played";
     }
-    const command_result unplayed = run_command(own_program("dot1x_sim", {"accept", "nobody"}));
-    EXPECT_EQ(2, unplayed.status);
-    EXPECT_EQ("dot1x_sim: no script is named \"nobody\"; --list names them\n", unplayed.output);
-}
-
-TEST(Dot1xSim, AFullDiskIsAFailure) {
-    words command = {"sh", "-c", R"("$@" >/dev/full)", "sh"};
-    const words program = own_program("dot1x_sim", {"accept"});
-    command.insert(command.end(), program.begin(), program.end());
-    const command_result result = run_command(command);
-    EXPECT_EQ(1, result.status);
-    EXPECT_EQ("dot1x_sim: standard output: No space left on device\n", result.output);
 }
 
 } // namespace

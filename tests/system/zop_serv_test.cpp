@@ -2,17 +2,16 @@
 
 #include "lib/base/local_socket.h"
 #include "tests/support/child_process.h"
+#include "tests/support/eventually.h"
 #include "tests/support/private_scenario.h"
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <thread>
 
 namespace {
 
@@ -23,10 +22,10 @@ const std::array<std::string, 3> k_places = {"/tmp/csh_serv", "/tmp/ipc_zop_serv
 
 void await_socket(const std::string &path) {
     struct stat status {};
-    for (int i = 0; i < 10000 && (::lstat(path.c_str(), &status) != 0 || status.st_uid != ::geteuid()); i++) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    EXPECT_TRUE(fs::is_socket(path)) << path;
+    EXPECT_TRUE(eventually([&] {
+        return ::lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode) &&
+               status.st_uid == ::geteuid();
+    })) << path;
 }
 
 /// Somebody's socket, alive as long as its process.

@@ -1,12 +1,13 @@
 // The shell as its users meet it: zopsh at a terminal or in a script, with the management process behind it.
 
+#include "lib/base/local_socket.h"
 #include "lib/cli/csh_message.h"
 #include "tests/support/child_process.h"
+#include "tests/support/eventually.h"
 #include "tests/support/private_scenario.h"
 
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -15,7 +16,6 @@
 #include <regex>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <termios.h>
 #include <thread>
 
@@ -27,10 +27,7 @@ namespace fs = std::filesystem;
 class management {
 public:
     management() : m_process(own_program("zop_serv", {"--desk"}), -1) {
-        for (int i = 0; i < 10000 && !fs::exists("/tmp/csh_serv"); i++) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        EXPECT_TRUE(fs::exists("/tmp/csh_serv") && fs::exists("/tmp/ipc_zop_serv_addr"));
+        EXPECT_TRUE(eventually([] { return fs::exists("/tmp/csh_serv"); }));
     }
     void end() {
         m_process.terminate();
@@ -44,7 +41,7 @@ private:
 /// zopsh at a terminal of its own.
 class terminal {
 public:
-    explicit terminal(unsigned short rows, const std::vector<std::string> &options = {}) {
+    explicit terminal(unsigned short rows, const std::string &options = "") {
         const winsize size = {rows, 80, 0, 0};
         m_pid = ::forkpty(&m_fd, nullptr, nullptr, &size);
         if (m_pid == 0) {
@@ -52,14 +49,8 @@ public:
             // What the library of the line editing keeps of its key names for ever is not zopsh's to free.
             std::ofstream("/tmp/leaks") << "leak:wcsdup\n";
             ::setenv("LSAN_OPTIONS", "suppressions=/tmp/leaks:print_suppressions=0", 1);
-            std::vector<std::string> command = own_program("zopsh", options);
-            std::vector<char *> arguments;
-            arguments.reserve(command.size() + 1);
-            for (std::string &word : command) {
-                arguments.push_back(word.data());
-            }
-            arguments.push_back(nullptr);
-            ::execv(arguments[0], arguments.data());
+            const std::string command = "exec " + own_program("zopsh").front() + " " + options;
+            ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
             ::_exit(127);
         }
     }
@@ -104,10 +95,7 @@ public:
     /// Waits for the prompt, and until keys are read one by one, which comes after it. Returns what appeared.
     std::string until_prompt() {
         std::string seen = until("# ");
-        for (int i = 0; i < 4000 && is_cooked(); i++) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        EXPECT_FALSE(is_cooked());
+        EXPECT_TRUE(eventually([this] { return !is_cooked(); }));
         return seen;
     }
 
@@ -116,12 +104,7 @@ public:
         while (next() >= 0) {
         }
         int status = -1;
-        for (int i = 0; i < 4000 && m_pid > 0; i++) {
-            if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
-                m_pid = -1;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
+        m_pid = eventually([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }) ? -1 : m_pid;
         return status;
     }
 
@@ -151,7 +134,14 @@ void run_scripts() {
     EXPECT_EQ(2, zopsh({"-c", "show version"}).status) << "no server";
     EXPECT_EQ(2, zopsh({"--timeout", "0"}).status);
     management server;
-    command_result result = zopsh({"-c", "conf t", "-c", "vlan 12", "-c", "show cpu load", "-c", "end"});
+    command_result result = zopsh({"-c", "show system-info"});
+    EXPECT_TRUE(std::regex_match(result.output, std::regex("System name +: .+\nSoftware version +: [0-9.]+\n"
+                                                           "Device type +: the switch does not answer\n"
+                                                           "IP address +: the switch does not answer\n"
+                                                           "Subnet mask +: the switch does not answer\n"
+                                                           "System up for +: [0-9]+ days, [0-9:]{8}\n")))
+        << result.output;
+    result = zopsh({"-c", "conf t", "-c", "vlan 12", "-c", "show cpu load", "-c", "end"});
     EXPECT_EQ(0, result.status);
     EXPECT_TRUE(std::regex_match(result.output, std::regex("CPU load +: [0-9]+\\.[0-9]{2} %\n")))
         << result.output;
@@ -288,8 +278,10 @@ struct scripted_reply {
     const char *output = "";
 };
 
+using server_script = std::vector<std::vector<scripted_reply>>;
+
 /// Plays the shell's server: for every request the replies of a row. Returns the lines that came.
-std::string play_server(int fd, const std::vector<std::vector<scripted_reply>> &script) {
+std::string play_server(int fd, const server_script &script) {
     std::string lines;
     for (const std::vector<scripted_reply> &replies : script) {
         csh_message message{};
@@ -315,10 +307,7 @@ int listen_as_server() {
     const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const timeval patience = {20, 0};
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    sockaddr_un server{};
-    server.sun_family = AF_UNIX;
-    std::snprintf(server.sun_path, sizeof server.sun_path, "%s", k_csh_server_path);
-    EXPECT_EQ(0, ::bind(fd, reinterpret_cast<const sockaddr *>(&server), sizeof server));
+    EXPECT_EQ(0, local_bind(fd, k_csh_server_path, k_no_group));
     return fd;
 }
 
@@ -363,12 +352,12 @@ void ask_for_secrets() {
 
 void outlive_a_slow_command() {
     const int fd = listen_as_server();
-    const std::vector<std::vector<scripted_reply>> script = {
-        {{k_csh_done, 0, 0}},
-        {},
-        {{k_csh_done, 1, 7, k_cli_node_secret, "late\n"}, {k_csh_done, 0, 0, 0, "own\n"}}};
-    std::thread player(play_server, fd, script);
-    terminal at(24, {"--timeout", "1"});
+    std::thread player(
+        play_server, fd,
+        server_script{{{k_csh_done, 0, 0}},
+                      {},
+                      {{k_csh_done, 1, 7, k_cli_node_secret, "late\n"}, {k_csh_done, 0, 0, 0, "own\n"}}});
+    terminal at(24, "--timeout 1");
     at.until_prompt();
     at.type("slow\r");
     at.until("zopsh: no answer in time; the command may still be at work, and what it prints is lost\r\n");
@@ -377,15 +366,13 @@ void outlive_a_slow_command() {
     EXPECT_EQ("next\r\nown\r\n", at.until("own\r\n"));
     at.until_prompt();
     player.join();
-    std::thread script_player(play_server, fd,
-                              std::vector<std::vector<scripted_reply>>{{{k_csh_done, 0, 0}}, {}});
+    std::thread script_player(play_server, fd, server_script{{{k_csh_done, 0, 0}}, {}});
     const command_result result = zopsh({"--timeout", "1", "-c", "slow", "-c", "next"});
     EXPECT_EQ(1, result.status);
     EXPECT_TRUE(result.output.ends_with("\nzopsh: line 1 failed, and no more are run\n")) << result.output;
     script_player.join();
-    std::thread last_player(play_server, fd,
-                            std::vector<std::vector<scripted_reply>>{{{k_csh_done, 0, 0}}, {}});
-    terminal given_up(24, {"-c", "slow", "-c", "next"});
+    std::thread last_player(play_server, fd, server_script{{{k_csh_done, 0, 0}}, {}});
+    terminal given_up(24, "-c slow -c next");
     last_player.join();
     given_up.type("\x03");
     EXPECT_EQ(128 + SIGINT, WEXITSTATUS(given_up.wait())) << "the whole script";
@@ -395,7 +382,7 @@ void outlive_a_slow_command() {
 void meet_odd_servers() {
     const int fd = listen_as_server();
     std::thread player(play_server, fd,
-                       std::vector<std::vector<scripted_reply>>{
+                       server_script{
                            {},
                            {{k_csh_full, 0, 0}},
                            {{k_csh_busy, 0, 0}},
