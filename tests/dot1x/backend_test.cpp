@@ -172,12 +172,8 @@ TEST_F(Backend, DebugLinesNameEventStateAndEntryAction) {
         std::vector<const char *> entered;
     } k_cases[] = {
         {2, 0, " e_initialize", {"initialize", "idle"}},
-        {0, 17, " e_rxResp & BM_STATUS_REQUEST", {"response"}},
         {1, 18, " e_aSuccess & BM_STATUS_RESPONSE", {"success", "idle"}},
         {0, 18, " e_aSuccess,bm_status=0", {}},
-        {1, 19, " e_aFail & BM_STATUS_RESPONSE", {"fail", "idle"}},
-        {0, 20, " e_aWhile & BM_STATUS_REQUEST", {"request"}},
-        {1, 20, " e_aWhile & BM_STATUS_RESPONSE", {"timeout", "idle"}},
         {2, 21, " e_authStart & BM_STATUS_IDLE", {"response"}},
         {1, 24, " eventId=24", {}},
     };

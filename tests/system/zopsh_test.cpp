@@ -11,9 +11,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gmock/gmock.h>
 #include <poll.h>
 #include <pty.h>
-#include <regex>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <termios.h>
@@ -22,6 +22,9 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
 
 /// zop_serv, ready: its shell answers and its IPC socket listens.
 class management {
@@ -37,6 +40,9 @@ public:
 private:
     child_process m_process;
 };
+
+constexpr const char *k_prompt = "# ";
+constexpr const char *k_more = " --More-- ";
 
 /// zopsh at a terminal of its own.
 class terminal {
@@ -75,29 +81,25 @@ public:
         return (settings.c_lflag & (ICANON | ECHO)) == (ICANON | ECHO);
     }
 
-    void type(const std::string &keys) const {
-        EXPECT_EQ(static_cast<ssize_t>(keys.size()), ::write(m_fd, keys.data(), keys.size()));
-    }
-
-    /// What appears up to and with a text. A failure when it has not come after 20 s, and from then on every
-    /// text is missed at once.
-    std::string until(const std::string &text) {
+    /// Types keys and waits for a text, turn by turn; nothing is typed for "". Returns what appeared in the
+    /// last turn. A text that has not come after 20 s is a failure, and from then on every one is missed at
+    /// once.
+    std::string talk(std::initializer_list<std::pair<std::string, std::string>> turns) {
         std::string seen;
-        while (!seen.ends_with(text) && !m_lost) {
-            const int byte = next();
-            m_lost = byte < 0;
-            seen += static_cast<char>(byte);
+        for (const auto &[keys, text] : turns) {
+            EXPECT_EQ(static_cast<ssize_t>(keys.size()), ::write(m_fd, keys.data(), keys.size()));
+            for (seen = ""; !seen.ends_with(text) && !m_lost;) {
+                const int byte = next();
+                m_lost = byte < 0;
+                seen += static_cast<char>(byte);
+            }
+            EXPECT_FALSE(m_lost) << "no \"" << text << "\" in \"" << seen << "\"";
+            // Keys are read one by one only after the prompt.
+            EXPECT_TRUE(text != k_prompt || eventually([this] { return !is_cooked(); }));
         }
-        EXPECT_FALSE(m_lost) << "no \"" << text << "\" in \"" << seen << "\"";
         return seen;
     }
-
-    /// Waits for the prompt, and until keys are read one by one, which comes after it. Returns what appeared.
-    std::string until_prompt() {
-        std::string seen = until("# ");
-        EXPECT_TRUE(eventually([this] { return !is_cooked(); }));
-        return seen;
-    }
+    std::string run(const std::string &line) { return talk({{line + "\r", k_prompt}}); }
 
     /// The program's wait status; -1 when it does not end.
     int wait() {
@@ -135,16 +137,14 @@ void run_scripts() {
     EXPECT_EQ(2, zopsh({"--timeout", "0"}).status);
     management server;
     command_result result = zopsh({"-c", "show system-info"});
-    EXPECT_TRUE(std::regex_match(result.output, std::regex("System name +: .+\nSoftware version +: [0-9.]+\n"
-                                                           "Device type +: the switch does not answer\n"
-                                                           "IP address +: the switch does not answer\n"
-                                                           "Subnet mask +: the switch does not answer\n"
-                                                           "System up for +: [0-9]+ days, [0-9:]{8}\n")))
-        << result.output;
+    EXPECT_THAT(result.output, MatchesRegex("System name +: [^\n]+\nSoftware version +: [0-9.]+\n"
+                                            "Device type +: the switch does not answer\n"
+                                            "IP address +: the switch does not answer\n"
+                                            "Subnet mask +: the switch does not answer\n"
+                                            "System up for +: [0-9]+ days, [0-9:]{8}\n"));
     result = zopsh({"-c", "conf t", "-c", "vlan 12", "-c", "show cpu load", "-c", "end"});
     EXPECT_EQ(0, result.status);
-    EXPECT_TRUE(std::regex_match(result.output, std::regex("CPU load +: [0-9]+\\.[0-9]{2} %\n")))
-        << result.output;
+    EXPECT_THAT(result.output, MatchesRegex("CPU load +: [0-9]+\\.[0-9]{2} %\n"));
 
     const std::pair<const char *, std::string> wrong[] = {
         {"show xyz", "  show xyz\n       ^ unknown here; ? lists what fits\n"},
@@ -164,8 +164,7 @@ void run_scripts() {
     }
     result = zopsh({"-c", "wrong", "-c", "show modes", "-c", "exit", "-c", "never"});
     EXPECT_EQ(1, result.status) << "the others are run, up to the end of the session";
-    EXPECT_NE(std::string::npos, result.output.find("interface range"));
-    EXPECT_EQ(std::string::npos, result.output.find("never"));
+    EXPECT_THAT(result.output, AllOf(HasSubstr("interface range"), Not(HasSubstr("never"))));
 
     std::ofstream("/tmp/lines") << "!\n# one comment\nconfigure terminal\r\n\n; another\ninterface range "
                                    "gigabitethernet1/0/ 13\nvlan ?";
@@ -196,63 +195,44 @@ void run_scripts() {
 void type_lines() {
     management server;
     terminal at(8);
-    at.until_prompt();
-    at.type("?");
-    const std::string help = at.until_prompt();
-    EXPECT_NE(std::string::npos, help.find("configure       Configure the switch."));
-    at.type("\x1bx"); // no command prompt of the editor's
-    at.until("\a");
-    at.type("conf\tte\t\r"); // each completed
-    at.until("configure terminal \r\n");
-    at.until("(config)# ");
-    at.type("s\t"); // "set" and "show"
-    EXPECT_NE(std::string::npos, at.until("(config)# s").find("  set\r\n  show\r\n"));
-    at.type("how ;com\t"); // not a word
-    at.until("\a");
-    at.type(" nonsense\x03");
-    at.until("^C\r\n");
-    at.until("(config)# ");
-    at.type("never run\x1a"); // "end" in its place
-    at.until("end\r\n");
-    EXPECT_EQ(std::string::npos, at.until_prompt().find("config"));
+    EXPECT_THAT(at.talk({{"", k_prompt}, {"?", k_prompt}}),
+                HasSubstr("configure       Configure the switch."));
+    at.talk({{"\x1bx", "\a"},                             // no command prompt of the editor's
+             {"conf\tte\t\r", "configure terminal \r\n"}, // each completed
+             {"", "(config)# "}});
+    EXPECT_THAT(at.talk({{"s\t", "(config)# s"}}), HasSubstr("  set\r\n  show\r\n"));
+    at.talk({{"how ;com\t", "\a"}, // not a word
+             {" nonsense\x03", "^C\r\n"},
+             {"", "(config)# "},
+             {"never run\x1a", "end\r\n"}}); // "end" in its place
+    EXPECT_THAT(at.talk({{"", k_prompt}}), Not(HasSubstr("config")));
 
     // Six lines of text on a screen of eight fit; after "set length 4" they come by three, then a line, then
     // none.
-    at.type("set length 4\r");
-    at.until_prompt();
-    at.type("show system-info\r");
-    at.until("Device type");
-    EXPECT_EQ(std::string::npos, at.until(" --More-- ").find("IP address"));
-    at.type("\r");
-    EXPECT_NE(std::string::npos, at.until(" --More-- ").find("IP address"));
-    at.type("q");
-    EXPECT_EQ(std::string::npos, at.until_prompt().find("System up"));
-    at.type("set length 100\r");
-    at.until_prompt();
+    at.run("set length 4");
+    EXPECT_THAT(at.talk({{"show system-info\r", "Device type"}, {"", k_more}}), Not(HasSubstr("IP address")));
+    EXPECT_THAT(at.talk({{"\r", k_more}}), HasSubstr("IP address"));
+    EXPECT_THAT(at.talk({{"q", k_prompt}}), Not(HasSubstr("System up")));
+    at.run("set length 100");
     at.resize(5); // four lines of text now
-    at.type("show system-info\r");
-    EXPECT_EQ(std::string::npos, at.until(" --More-- ").find("Subnet mask"));
-    at.type("q");
-    at.until_prompt();
-    at.type("set length 4 session\r");
-    at.until_prompt();
+    EXPECT_THAT(at.talk({{"show system-info\r", k_more}}), Not(HasSubstr("Subnet mask")));
+    at.talk({{"q", k_prompt}});
+    at.run("set length 4 session");
     at.resize(8);
-    at.type("\x10\x10\r"); // the line before the last
-    at.until("show system-info");
-    at.until(" --More-- ");
-    at.type(" ");
-    at.until("System up for");
-    at.until_prompt();
+    at.talk({{"\x10\x10\r", "show system-info"}, // the line before the last
+             {"", k_more},
+             {" ", "System up for"},
+             {"", k_prompt}});
     std::ifstream stored("/var/qel_win_size");
     EXPECT_EQ("100", std::string(std::istreambuf_iterator<char>(stored), {})) << "that of all sessions";
     EXPECT_TRUE(left_files(at.pid())) << "while it runs";
     const pid_t pid = at.pid();
-    at.type("\x04");
+    at.talk({{"\x04", ""}});
     EXPECT_EQ(0, at.wait());
     EXPECT_FALSE(left_files(pid));
 
     terminal ended(24);
-    ended.until_prompt();
+    ended.talk({{"", k_prompt}});
     ::kill(ended.pid(), SIGTERM);
     const pid_t ended_pid = ended.pid();
     EXPECT_EQ(128 + SIGTERM, WEXITSTATUS(ended.wait()));
@@ -260,13 +240,10 @@ void type_lines() {
     EXPECT_TRUE(ended.is_cooked()) << "as it found it";
 
     terminal alone(24);
-    alone.until_prompt();
+    alone.talk({{"", k_prompt}});
     server.end();
-    alone.type("sh\t");
-    alone.until("zopsh: the shell's server does not run\r\n");
-    alone.until("# sh");
-    alone.type("ow version\r");
-    alone.until("zopsh: the shell's server does not run\r\n");
+    const std::string gone = "zopsh: the shell's server does not run\r\n";
+    alone.talk({{"sh\t", gone}, {"", "# sh"}, {"ow version\r", gone}});
     EXPECT_EQ(1, WEXITSTATUS(alone.wait()));
 }
 
@@ -325,26 +302,16 @@ void ask_for_secrets() {
                                  {{k_csh_done, 0, 0}}});
     });
     terminal at(24);
-    at.until_prompt();
-    at.type("login\r");
-    at.until("Log in.\r\nName: ");
-    at.type("#me ?\r"); // no comment, no question
-    at.until("#me ?\r\nPassword: ");
-    at.type("sesame\r");
-    EXPECT_EQ("\r\nWelcome.\r\n", at.until("Welcome.\r\n")) << "not shown";
-    at.until_prompt();
-    at.type("\x10"); // the line before, and no answer
-    at.until("# login");
-    at.type("\r");
-    at.until("Password: ");
-    at.type("ses\x03");
-    EXPECT_EQ("\r\n", at.until("\n"));
-    at.until_prompt();
-    at.type("login\rsesame\rcommand\r"); // pasted
+    at.talk(
+        {{"", k_prompt}, {"login\r", "Log in.\r\nName: "}, {"#me ?\r", "#me ?\r\nPassword: "}}); // no comment
+    EXPECT_EQ("\r\nWelcome.\r\n", at.talk({{"sesame\r", "Welcome.\r\n"}})) << "not shown";
+    at.talk({{"", k_prompt}, {"\x10", "# login"}, {"\r", "Password: "}}); // the line before, and no answer
+    EXPECT_EQ("\r\n", at.talk({{"ses\x03", "\n"}}));
+    at.talk({{"", k_prompt},
+             {"login\rsesame\rcommand\r", "command\r\n"},
+             {"", k_prompt},
+             {"\x04", ""}}); // pasted
     player.join();
-    at.until("command\r\n");
-    at.until_prompt();
-    at.type("\x04");
     EXPECT_EQ(0, at.wait());
     EXPECT_EQ("\nlogin\n#me ?\nsesame\nlogin\nlogin\nsesame\ncommand\n", lines);
     ::close(fd);
@@ -358,13 +325,12 @@ void outlive_a_slow_command() {
                       {},
                       {{k_csh_done, 1, 7, k_cli_node_secret, "late\n"}, {k_csh_done, 0, 0, 0, "own\n"}}});
     terminal at(24, "--timeout 1");
-    at.until_prompt();
-    at.type("slow\r");
-    at.until("zopsh: no answer in time; the command may still be at work, and what it prints is lost\r\n");
-    at.until_prompt();
-    at.type("next\r");
-    EXPECT_EQ("next\r\nown\r\n", at.until("own\r\n"));
-    at.until_prompt();
+    at.talk({{"", k_prompt},
+             {"slow\r",
+              "zopsh: no answer in time; the command may still be at work, and what it prints is lost\r\n"},
+             {"", k_prompt}});
+    EXPECT_EQ("next\r\nown\r\n", at.talk({{"next\r", "own\r\n"}}));
+    at.talk({{"", k_prompt}});
     player.join();
     std::thread script_player(play_server, fd, server_script{{{k_csh_done, 0, 0}}, {}});
     const command_result result = zopsh({"--timeout", "1", "-c", "slow", "-c", "next"});
@@ -374,7 +340,7 @@ void outlive_a_slow_command() {
     std::thread last_player(play_server, fd, server_script{{{k_csh_done, 0, 0}}, {}});
     terminal given_up(24, "-c slow -c next");
     last_player.join();
-    given_up.type("\x03");
+    given_up.talk({{"\x03", ""}});
     EXPECT_EQ(128 + SIGINT, WEXITSTATUS(given_up.wait())) << "the whole script";
     ::close(fd);
 }
