@@ -1,25 +1,20 @@
 // Requests of a process that runs the management server: the tests answer them as clients.
 
-#include "lib/ipc/internal/ipc_privs.h"
-
 #include "lib/ipc/ipc_requests.h"
 #include "tests/ipc/ipc_peer.h"
 
 #include <array>
 #include <atomic>
-#include <filesystem>
-#include <functional>
 #include <numeric>
-#include <sys/mount.h>
 
 TEST_F(IpcServer, ARequestIsAnsweredByTheClientOfItsRoute) {
     const peer other(4);
     const peer client(5);
-    struct {
+    const struct {
         int32_t status;
         octets payload;
-        octets expected; // of a reply buffer of four 0xEE
-    } const k_cases[] = {
+        octets expected;
+    } k_cases[] = {
         {0, {1, 2, 3, 4}, {1, 2, 3, 4}},
         {0, {1, 2, 3, 4, 5, 6}, {1, 2, 3, 4}}, // too long
         {0, {9}, {9, 0xEE, 0xEE, 0xEE}},       // too short
@@ -27,285 +22,190 @@ TEST_F(IpcServer, ARequestIsAnsweredByTheClientOfItsRoute) {
         {7, {1, 2, 3, 4}, {0xEE, 0xEE, 0xEE, 0xEE}}, // refused: no payload is taken
     };
     for (const auto &c : k_cases) {
-        std::thread responder([&] {
-            EXPECT_EQ(message({5, 300, 0, 3}, {0xAB, 0xCD}), client.receive_message());
-            client.send(message(response_to(5, 300, c.status), c.payload));
-        });
-        octets reply(4, 0xEE);
-        EXPECT_EQ(c.status, request(5, 300, {0xAB, 0xCD}, reply));
-        EXPECT_EQ(c.expected, reply);
-        responder.join();
+        auto answer = ask(5, 300, {0xAB, 0xCD}, 4);
+        EXPECT_EQ(asked(5, 300, {0xAB, 0xCD}), client.receive());
+        client.send(response(5, 300, c.status, c.payload));
+        EXPECT_EQ(answered(c.status, c.expected), answer.get());
     }
 }
 
 TEST_F(IpcServer, WithoutAClientARequestIsGivenUpAfterTheRetry) {
     for (int i = 0; i < 2; i++) {
-        const auto start = steady::now();
-        EXPECT_EQ(k_ipc_status_unanswered, request(5, 300));
-        EXPECT_GE(steady::now() - start, std::chrono::milliseconds(150));
-        EXPECT_LT(steady::now() - start, std::chrono::seconds(5));
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(k_unanswered, ask(5, 300).get());
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
     }
 }
 
 TEST_F(IpcServer, SendersOfOneCommandAreServedOneAfterTheOther) {
     const peer client(5);
-    constexpr int k_senders = 4;
-    std::atomic<int> answered = 0;
-    std::vector<std::thread> senders;
-    for (uint8_t i = 0; i < k_senders; i++) {
-        senders.emplace_back([&, i] {
-            octets reply(1);
-            EXPECT_EQ(0, request(5, 300, {i}, reply));
-            EXPECT_EQ(i, reply[0]);
-            answered++;
-        });
+    std::vector<std::future<answered>> senders;
+    for (uint8_t i = 0; i < 4; i++) {
+        senders.push_back(ask(5, 300, {i}, 1));
     }
-    for (int i = 0; i < k_senders; i++) {
-        const octets asked = client.receive_message();
-        ASSERT_EQ(k_ipc_header_size + 1U, asked.size());
-        EXPECT_EQ(i, answered); // nobody else was let in before the answer
-        client.send(message(response_to(5, 300, 0), {asked.back()}));
-        while (answered == i) {
-            std::this_thread::yield();
-        }
+    for (size_t i = 0; i < senders.size(); i++) {
+        const octets request = client.receive();
+        settle(client, 5); // nobody else is let in before the answer
+        client.send(response(5, 300, 0, {request.back()}));
     }
-    for (std::thread &sender : senders) {
-        sender.join();
+    for (uint8_t i = 0; i < senders.size(); i++) {
+        EXPECT_EQ(answered(0, {i}), senders[i].get());
     }
 }
 
 TEST_F(IpcServer, ARequestThatWasGivenUpIsNotSentLater) {
     const peer other(1);
-    std::thread first([] {
-        octets none;
-        EXPECT_EQ(k_ipc_status_unanswered, request(5, 300, {1}, none));
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // it has found no client and waits for one
+    auto first = ask(5, 300, {1});
+    for (int i = 0; i < 20; i++) {
+        settle(other, 1); // it has found no client by now, and waits for one
+    }
     peer guest(5);
-    guest.send(one_way(1, 258, 1)); // behind its hello, which has been taken when this arrives
-    EXPECT_EQ(one_way(1, 258, 1), other.receive_message());
+    relay(guest, other, 1);
     guest.close(); // releases it
-    first.join();
+    EXPECT_EQ(k_unanswered, first.get());
     const peer client(5);
-    std::thread second([] {
-        octets none;
-        EXPECT_EQ(0, request(5, 300, {2}, none));
-    });
-    EXPECT_EQ(message({5, 300, 0, 3}, {2}), client.receive_message());
-    client.send(message(response_to(5, 300, 0), {}));
-    second.join();
-    EXPECT_EQ(k_ipc_status_unanswered, request(6, 300)); // when the first one's turn is over, too
-    other.send(one_way(5, 254, 44));
-    EXPECT_EQ(one_way(5, 254, 44), client.receive_message());
+    auto second = ask(5, 300, {2});
+    EXPECT_EQ(asked(5, 300, {2}), client.receive());
+    client.send(response(5, 300, 0));
+    EXPECT_EQ(k_done, second.get());
+    EXPECT_EQ(k_unanswered, ask(6, 300).get()); // when the first one's turn is over, too
+    relay(other, client, 5);
 }
 
 TEST_F(IpcServer, AnAnswerThatComesLateIsNotTheNextRequests) {
     peer leaver(5);
     const peer other(1);
-    std::thread first([] { EXPECT_EQ(k_ipc_status_unanswered, request(5, 300)); });
-    EXPECT_FALSE(leaver.receive_message().empty());
+    auto first = ask(5, 300);
+    EXPECT_FALSE(leaver.receive().empty());
     leaver.close(); // gives it up
-    first.join();
-    other.send(message(response_to(5, 300, 0), {1})); // nobody waits
-    other.send(one_way(1, 258, 1));
-    EXPECT_EQ(one_way(1, 258, 1), other.receive_message()); // by now it has been dropped
+    EXPECT_EQ(k_unanswered, first.get());
+    other.send(response(5, 300, 0, {1})); // nobody waits
+    relay(other, other, 1);
     const peer client(5);
-    std::thread responder([&] {
-        EXPECT_FALSE(client.receive_message().empty());
-        client.send(message(response_to(5, 300, 0), {2}));
-        client.send(message(response_to(5, 300, 0), {3})); // once more
-    });
-    octets reply(1);
-    EXPECT_EQ(0, request(5, 300, {}, reply));
-    EXPECT_EQ(octets{2}, reply);
-    responder.join();
+    auto second = ask(5, 300, {}, 1);
+    EXPECT_FALSE(client.receive().empty());
+    client.send(response(5, 300, 0, {2}));
+    client.send(response(5, 300, 0, {3})); // once more
+    EXPECT_EQ(answered(0, {2}), second.get());
 }
 
 TEST_F(IpcServer, AServersOwnThreadCannotWaitForAnAnswer) {
     static std::atomic<int32_t> s_status = -1;
-    ipc_get_settings().on_route2_value = [](uint32_t) { s_status = request(5, 300); };
+    ipc_get_settings().on_route2_value = [](uint32_t) {
+        send_one_way(5, 101, {}); // awaits none
+        ipc_header header = {5, 300, k_ipc_kind_request, k_ipc_status_unanswered};
+        protoipc_send_request(&header, nullptr, 0, nullptr, 0);
+        s_status = header.status;
+    };
     const peer client(5);
     client.send(message({2, 20, k_ipc_kind_one_way, 0}, octets(72, 0)));
-    client.send(one_way(5, 254, 44));
-    EXPECT_EQ(one_way(5, 254, 44), client.receive_message()) << "and no request before it";
+    EXPECT_EQ(message({5, 101, k_ipc_kind_one_way, 0}, {}), client.receive());
+    settle(client, 5); // and no request comes
     EXPECT_EQ(k_ipc_status_unanswered, s_status);
 }
 
 TEST_F(IpcServer, AClientsRequestIsAnsweredOnceByALocalResponse) {
     const peer client(5);
-    client.send(message({5, 100, k_ipc_kind_request, 3}, {1}));
-    client.send(message({5, 253, k_ipc_kind_one_way, 0}, octets(16, 2)));
-    EXPECT_FALSE(client.receive_message().empty()); // the relay: the request before it is booked
-    ipc_header header = response_to(5, 100, 0);
-    const octets payload = {4, 5};
-    protoipc_send_request(&header, payload.data(), 2, nullptr, 0);
-    EXPECT_EQ(message({5, 100, 1, 0}, {4, 5}), client.receive_message());
-    protoipc_send_request(&header, payload.data(), 2, nullptr, 0); // nobody waits: refused, at once
-    client.send(message({5, 253, k_ipc_kind_one_way, 0}, octets(16, 3)));
-    EXPECT_EQ(message({5, 253, k_ipc_kind_one_way, 0}, octets(16, 3)), client.receive_message());
+    client.send(asked(5, 100, {1}));
+    relay(client, client, 5);
+    send_out({5, 100, k_ipc_kind_response, 0}, {4, 5});
+    EXPECT_EQ(response(5, 100, 0, {4, 5}), client.receive());
+    send_out({5, 100, k_ipc_kind_response, 0}, {4, 5}); // nobody waits: refused, at once
+    relay(client, client, 5);
 }
 
 TEST_F(IpcServer, WhatAClientBookedGivesWayToTheProcessAndGoesWithTheClient) {
     const peer client(5);
     peer stranger(0);
-    for (const uint16_t command : {uint16_t{100}, uint16_t{300}}) {
-        stranger.send(message({5, command, k_ipc_kind_request, 3}, {1}));
+    for (const uint16_t command : std::initializer_list<uint16_t>{100, 300, 300}) {
+        stranger.send(asked(5, command, {1}));
     }
-    const auto await_relay = [&](const peer &source) {
-        source.send(one_way(5, 254, 44));
-        EXPECT_EQ(one_way(5, 254, 44), client.receive_message());
-    };
-    await_relay(stranger); // both are booked
-    std::thread responder([&] {
-        EXPECT_EQ(message({5, 300, k_ipc_kind_request, 3}, {}), client.receive_message());
-        client.send(message(response_to(5, 300, 0), {}));
-    });
-    EXPECT_EQ(0, request(5, 300));
-    responder.join();
+    relay(stranger, client, 5); // both are booked
+    auto answer = ask(5, 300);
+    EXPECT_EQ(asked(5, 300), client.receive());
+    stranger.send(asked(5, 300)); // does not take its place
+    relay(stranger, client, 5);
+    client.send(response(5, 300, 0));
+    EXPECT_EQ(k_done, answer.get());
     stranger.close();
-    await_relay(client); // in the pass that finds it closed, or in a later one
-    await_relay(client);
-    ipc_header header = response_to(5, 100, 0);
-    protoipc_send_request(&header, nullptr, 0, nullptr, 0); // nobody waits
-    await_relay(client);
+    settle(client, 5);
+    send_out({5, 100, k_ipc_kind_response, 0}, {}); // nobody waits
+    relay(client, client, 5);
 }
 
 TEST_F(IpcServer, WhatCannotBeSentIsRefusedAtOnce) {
     const peer client(5);
-    const auto start = steady::now();
-    for (const auto &[route, command] : std::initializer_list<std::pair<uint8_t, uint16_t>>{
-             {0, 300}, {7, 300}, {5, 0}, {5, 326}, {5, 65535}}) {
-        EXPECT_EQ(k_ipc_status_unanswered, request(route, command)) << int{route} << ' ' << command;
+    const auto start = std::chrono::steady_clock::now();
+    const std::pair<uint8_t, uint16_t> k_nowhere[] = {{0, 300}, {7, 300}, {5, 0}, {5, 326}, {5, 65535}};
+    for (const auto &[route, command] : k_nowhere) {
+        EXPECT_EQ(k_unanswered, ask(route, command).get()) << int{route} << ' ' << command;
     }
-    octets none;
     ipc_header header = {5, 300, k_ipc_kind_request, 42};
     protoipc_send_request(&header, "x", -1, nullptr, 0);
     protoipc_send_request(&header, nullptr, 1, nullptr, 0);
     protoipc_send_request(nullptr, nullptr, 0, nullptr, 0);
     EXPECT_EQ(42, header.status);
-    EXPECT_LT(steady::now() - start, std::chrono::milliseconds(700));         // waiting, each takes 150
-    EXPECT_EQ(k_ipc_status_unanswered, request(5, 299, octets(65527), none)); // beyond 65535
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(700)); // 150 for each
+    EXPECT_EQ(k_unanswered, ask(5, 299, octets(65527)).get());                           // beyond 65535
+    auto longest = ask(5, 299, octets(65526));
+    EXPECT_EQ(asked(5, 299, octets(65526)), client.receive());
+    client.send(response(5, 299, 0));
+    EXPECT_EQ(k_done, longest.get());
 }
 
 TEST_F(IpcServer, WrappersSendTheirBlocks) {
-    const peer route5(5);
-    const peer route1(1);
-    octets value_block(16, 0); // with 0x1234 where the client finds it
-    value_block[2] = 0x12;
-    value_block[3] = 0x34;
-    octets answered(16);
-    std::iota(answered.begin(), answered.end(), uint8_t{1});
-
+    const peer clients[] = {peer(1), peer(5)};
+    octets given(36); // by the client: 1, 2, 3, ...
+    std::iota(given.begin(), given.end(), uint8_t{1});
+    octets value(16, 0); // with 0x1234 where the client finds it
+    put_be16(&value[2], 0x1234);
+    octets block(36, 7);
+    const auto serve = [&](uint8_t route, uint16_t command, const octets &sent) {
+        return std::async(std::launch::async, [=, &given, &client = clients[route == 5 ? 1 : 0]] {
+            EXPECT_EQ(asked(route, command, sent), client.receive());
+            client.send(response(route, command, 0, given));
+        });
+    };
+    const auto expect_given = [&](std::span<uint8_t> got) {
+        EXPECT_TRUE(std::equal(got.begin(), got.end(), given.begin()));
+        std::ranges::fill(got, 0);
+    };
+    uint8_t bytes[2] = {};
+    {
+        const auto served = serve(5, 244, {});
+        uint16_t third = 0;
+        EXPECT_EQ(0, ipc_request_244(&bytes[0], &third));
+        EXPECT_EQ(std::pair(1, 0x0304), std::pair(int{bytes[0]}, int{third}));
+    }
     std::array<uint8_t, 16> reply = {};
-    uint8_t first = 0;
-    uint8_t second = 0;
-    uint16_t value = 0;
-    const auto replied = [&] { return octets(reply.begin(), reply.end()) == answered; };
-    const struct {
-        uint16_t command;
-        octets sent;
-        std::function<int32_t()> call;
-        std::function<bool()> good;
-    } k_requests[] = {
-        {244,
-         {},
-         [&] { return ipc_request_244(&first, &value); },
-         [&] { return first == 1 && value == 0x0304; }},
-        {245, value_block, [&] { return ipc_request_245(0x1234, reply); }, replied},
-        {246, value_block, [&] { return ipc_request_246(0x1234, reply); }, replied},
-        {247, value_block, [&] { return ipc_request_247(0x1234, reply); }, replied},
-        {248, value_block, [&] { return ipc_request_248(0x1234, reply); }, replied},
-        {249, value_block, [&] { return ipc_request_249(0x1234, reply); }, replied},
-        {250, value_block, [&] { return ipc_request_250(0x1234, reply); }, replied},
-        {251, value_block, [&] { return ipc_request_251(0x1234, &first, &second); },
-         [&] { return first == 1 && second == 2; }},
-        {252, value_block, [&] { return ipc_request_252(0x1234, &first, &second); },
-         [&] { return first == 1 && second == 2; }},
+    const auto request_245 = [](uint16_t v, std::span<uint8_t> got) {
+        return ipc_request_245(v, got.first<16>());
     };
-    for (const auto &c : k_requests) {
-        reply = {};
-        first = second = 0;
-        value = 0;
-        std::thread responder([&] {
-            EXPECT_EQ(message({5, c.command, 0, 3}, c.sent), route5.receive_message());
-            route5.send(message(response_to(5, c.command, 0), answered));
-        });
-        EXPECT_EQ(0, c.call()) << c.command;
-        EXPECT_TRUE(c.good()) << c.command;
-        responder.join();
+    int32_t (*const k_block_calls[])(uint16_t, std::span<uint8_t>) = {
+        request_245, ipc_request_246, ipc_request_247, ipc_request_248, ipc_request_249, ipc_request_250};
+    for (uint16_t i = 0; i < std::size(k_block_calls); i++) {
+        const auto served = serve(5, uint16_t(245 + i), value);
+        EXPECT_EQ(0, k_block_calls[i](0x1234, reply));
+        expect_given(reply);
     }
-    for (const uint16_t command : {uint16_t{267}, uint16_t{268}}) {
-        std::array<uint8_t, 36> block = {7};
-        std::thread responder([&] {
-            EXPECT_EQ(message({1, command, 0, 3}, octets(block.begin(), block.end())),
-                      route1.receive_message());
-            route1.send(message(response_to(1, command, 0), octets(36, 8)));
-        });
-        EXPECT_EQ(0, command == 267 ? ipc_request_267(block) : ipc_request_268(block));
-        EXPECT_EQ(octets(36, 8), octets(block.begin(), block.end()));
-        responder.join();
+    for (const bool second : {false, true}) {
+        {
+            const auto served = serve(5, second ? 252 : 251, value);
+            EXPECT_EQ(0, (second ? ipc_request_252 : ipc_request_251)(0x1234, &bytes[0], &bytes[1]));
+            expect_given(bytes);
+        }
+        std::array<uint8_t, 36> changed = {};
+        changed.fill(7);
+        const auto served = serve(1, second ? 268 : 267, block);
+        EXPECT_EQ(0, (second ? ipc_request_268 : ipc_request_267)(changed));
+        expect_given(changed);
     }
-    EXPECT_EQ(k_ipc_status_unanswered, ipc_send_256(9));
-    EXPECT_EQ(message({5, 256, 2, 3}, {9}), route5.receive_message());
-    EXPECT_EQ(k_ipc_status_unanswered, ipc_send_257(8));
-    EXPECT_EQ(message({5, 257, 2, 3}, {8}), route5.receive_message());
-    EXPECT_EQ(k_ipc_status_unanswered, ipc_send_265(std::array<uint8_t, 2>{1, 2}));
-    EXPECT_EQ(message({5, 265, 2, 3}, {1, 2}), route5.receive_message());
-    EXPECT_EQ(k_ipc_status_unanswered, ipc_send_266(std::array<uint8_t, 4>{1, 2, 3, 4}));
-    EXPECT_EQ(message({5, 266, 2, 3}, {1, 2, 3, 4}), route5.receive_message());
-}
-
-TEST(IpcStart, AFailedStartIsNotTriedAgain) {
-    ASSERT_TRUE(with_empty_directories({"/tmp"}));
-    ASSERT_TRUE(std::filesystem::create_directory("/tmp/ipc_web_gui_addr"));
-    ASSERT_EQ(0, ::mount("tmpfs", "/tmp/ipc_web_gui_addr", "tmpfs", 0, nullptr)); // it cannot be moved
-    EXPECT_EQ(-1, ipc_web_start());
-    EXPECT_TRUE(logged("4", "Can't bind to stream socket: "));
-    EXPECT_TRUE(logged("4", "proto_ipc can't provice full functionality due to above error"));
-    EXPECT_EQ(0, ipc_web_start());
-}
-
-TEST(IpcPrivs, WithoutSettingsNothingChanges) {
-    const ipc_privs_settings none = {nullptr, nullptr, nullptr, 0};
-    iprivs_init(&none);
-    EXPECT_EQ(0, iprivs_change(k_ipc_privs_raise));
-    EXPECT_EQ(0, iprivs_change(99));
-    EXPECT_EXIT(iprivs_init(nullptr), testing::ExitedWithCode(1), "iprivs_init: called with NULL arg!\n");
-    const ipc_privs_settings unknown = {"no-such-user", nullptr, nullptr, 0};
-    EXPECT_EXIT(iprivs_init(&unknown), testing::ExitedWithCode(1),
-                "privs_init: could not lookup user no-such-user\n");
-}
-
-TEST(IpcPrivs, BothServersRaiseToTheUserFromBeforeTheFirst) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs root";
+    for (const int32_t status : {ipc_send_256(9), ipc_send_257(8), ipc_send_265(std::array<uint8_t, 2>{1, 2}),
+                                 ipc_send_266(std::array<uint8_t, 4>{1, 2, 3, 4})}) {
+        EXPECT_EQ(k_ipc_status_unanswered, status);
     }
-    if (!with_empty_directories({"/tmp"})) {
-        GTEST_SKIP() << "needs mounts of its own";
+    const std::pair<uint16_t, octets> k_sent[] = {{256, {9}}, {257, {8}}, {265, {1, 2}}, {266, {1, 2, 3, 4}}};
+    for (const auto &[command, payload] : k_sent) {
+        EXPECT_EQ(message({5, command, k_ipc_kind_one_way, 3}, payload), clients[1].receive());
     }
-    const auto start_both = [] {
-        constexpr static ipc_privs_settings k_settings = {"nobody", nullptr, nullptr, 0};
-        ipc_get_settings().privs = &k_settings;
-        const bool good = ipc_serv_start() == 0 && ipc_web_start() == 0 && ::geteuid() != 0 &&
-                          iprivs_change(k_ipc_privs_raise) == 0 && ::geteuid() == 0;
-        ::_exit(good ? 0 : 1);
-    };
-    EXPECT_EXIT(start_both(), testing::ExitedWithCode(0), "");
-}
-
-TEST(IpcPrivs, UserIsLoweredAndRaised) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs root";
-    }
-    const ipc_privs_settings settings = {"nobody", nullptr, nullptr, 0};
-    const auto change = [&] {
-        iprivs_init(&settings);
-        const uid_t lowered = ::geteuid();
-        const bool good = lowered != 0 && iprivs_current() == k_ipc_privs_lowered &&
-                          iprivs_change(k_ipc_privs_raise) == 0 && ::geteuid() == 0 &&
-                          iprivs_current() == k_ipc_privs_raised && iprivs_change(k_ipc_privs_lower) == 0 &&
-                          ::geteuid() == lowered && iprivs_change(7) == -1;
-        ::_exit(good ? 0 : 1);
-    };
-    EXPECT_EXIT(change(), testing::ExitedWithCode(0), "");
 }

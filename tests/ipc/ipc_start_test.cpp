@@ -1,0 +1,146 @@
+// How the servers start: who the process is for it, and what cannot be had. Its user and groups are only
+// played: the calls that set them are answered here.
+
+#include "lib/ipc/internal/ipc_privs.h"
+#include "tests/ipc/ipc_peer.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <grp.h>
+#include <pwd.h>
+#include <sys/mount.h>
+
+namespace {
+
+std::string s_calls;       // of those that set an id
+std::string s_failing;     // the call that fails
+uid_t s_user = ::getuid(); // the effective one
+
+int played(const std::string &name, unsigned first, unsigned second) {
+    s_calls += name + " " + std::to_string(int(first)) + " " + std::to_string(int(second)) + "\n";
+    errno = EPERM;
+    return s_failing == s_calls || s_failing == name ? -1 : 0;
+}
+
+} // namespace
+
+extern "C" {
+uid_t geteuid() noexcept { return s_user; }
+int seteuid(uid_t user) noexcept {
+    const int result = played("seteuid", user, 0);
+    s_user = result == 0 ? user : s_user;
+    return result;
+}
+int setreuid(uid_t real, uid_t effective) noexcept {
+    const int result = played("setreuid", real, effective);
+    s_user = result == 0 ? effective : s_user;
+    return result;
+}
+int setregid(gid_t real, gid_t effective) noexcept { return played("setregid", real, effective); }
+int setgroups(size_t count, const gid_t *groups) noexcept {
+    return played("setgroups", unsigned(count), *groups);
+}
+}
+
+TEST(IpcPrivs, UserAndGroupsAreTakenAndTheUserIsRaisedAndLowered) {
+    const std::string user = std::to_string(::getpwnam("nobody")->pw_uid);
+    const std::string group = std::to_string(::getgrnam("nogroup")->gr_gid);
+    const std::string own = std::to_string(::getuid());
+    const ipc_privs_settings all = {"nobody", "nogroup", "root", 0};
+    iprivs_init(&all);
+    EXPECT_EQ("setgroups 1 0\nsetregid " + group + " " + group + "\nsetreuid -1 " + user + "\n", s_calls);
+    EXPECT_EQ(k_ipc_privs_lowered, iprivs_current());
+    EXPECT_EQ(0, iprivs_change(k_ipc_privs_raise));
+    EXPECT_EQ(own, std::to_string(s_user));
+    EXPECT_EQ(k_ipc_privs_raised, iprivs_current());
+    EXPECT_EQ(0, iprivs_change(k_ipc_privs_lower));
+    EXPECT_EQ(user, std::to_string(s_user));
+    EXPECT_EQ(-1, iprivs_change(2));
+    s_failing = "seteuid";
+    EXPECT_EQ(-1, iprivs_change(k_ipc_privs_raise));
+    EXPECT_EQ(-1, iprivs_change(k_ipc_privs_lower));
+}
+
+TEST(IpcPrivs, WithoutAUserTheUserStays) {
+    for (const ipc_privs_settings &settings : {ipc_privs_settings{nullptr, nullptr, "root", 0},
+                                               {nullptr, nullptr, nullptr, 1},
+                                               {nullptr, "root", nullptr, 0}}) {
+        s_calls = "";
+        iprivs_init(&settings);
+        const bool active = settings.group != nullptr || settings.capabilities > 0;
+        EXPECT_EQ(settings.group != nullptr ? "setregid 0 0\n" : "", s_calls);
+        EXPECT_EQ(k_ipc_privs_lowered, iprivs_current());
+        EXPECT_EQ(active ? -1 : 0, iprivs_change(99));
+        EXPECT_EQ(0, iprivs_change(k_ipc_privs_raise));
+        EXPECT_EQ(active, s_calls.ends_with("seteuid " + std::to_string(int(::getuid())) + " 0\n"));
+    }
+}
+
+TEST(IpcPrivs, WhatCannotBeTakenEndsTheProcess) {
+    const struct {
+        ipc_privs_settings settings;
+        const char *failing;
+        const char *text;
+    } k_cases[] = {
+        {{"nosuch", nullptr, nullptr, 0}, "", "privs_init: could not lookup user nosuch\n"},
+        {{"root", nullptr, "nosuch", 0}, "", "privs_init: could not lookup vty group nosuch\n"},
+        {{nullptr, "nosuch", nullptr, 0}, "", "privs_init: could not lookup group nosuch\n"},
+        {{"root", "root", "root", 0},
+         "setgroups",
+         "privs_init: could not setgroups, Operation not permitted\n"},
+        {{"root", "root", "root", 0},
+         "setregid",
+         "iprivs_init: could not setregid, Operation not permitted\n"},
+        {{"root", "root", "root", 0},
+         "setreuid",
+         "privs_init \\(uid\\): could not setreuid, Operation not permitted\n"},
+    };
+    for (const auto &c : k_cases) {
+        s_failing = c.failing;
+        EXPECT_EXIT(iprivs_init(&c.settings), testing::ExitedWithCode(1), std::string("^") + c.text + "$");
+    }
+    EXPECT_EXIT(iprivs_init(nullptr), testing::ExitedWithCode(1), "^iprivs_init: called with NULL arg!\n$");
+}
+
+class IpcStart : public testing::Test {
+protected:
+    IpcStart() {
+        EXPECT_TRUE(with_empty_directories({"/tmp"}));
+        ipc_get_settings().privs = &k_settings;
+    }
+    static constexpr ipc_privs_settings k_settings = {"nobody", nullptr, nullptr, 0};
+    const std::string m_up = "seteuid " + std::to_string(s_user) + " 0\n";
+    const std::string m_user = std::to_string(::getpwnam("nobody")->pw_uid);
+    const std::string m_init = "setreuid -1 " + m_user + "\n";
+    const std::string m_down = "seteuid " + m_user + " 0\n";
+};
+
+TEST_F(IpcStart, BothServersRaiseToTheUserFromBeforeTheFirst) {
+    EXPECT_EQ(0, ipc_serv_start());
+    EXPECT_EQ(0, ipc_web_start());
+    EXPECT_EQ(m_init + m_up + m_down + m_up + m_down, s_calls);
+}
+
+TEST_F(IpcStart, AServerThatCannotBeRaisedOrLoweredDoesNotStart) {
+    s_failing = m_init + m_up;
+    EXPECT_EQ(-1, ipc_serv_start());
+    EXPECT_TRUE(logged("3 Unable to raise previleges on unix socket binding.. "));
+    EXPECT_FALSE(std::filesystem::exists(k_ipc_serv_path));
+    s_failing = m_init + m_up + m_up + m_down;
+    EXPECT_EQ(-1, ipc_web_start());
+    EXPECT_TRUE(logged("3 Unable to make previleges low on unix socket binding.. "));
+    s_user = ::getuid();
+    EXPECT_TRUE(local_is_served(k_ipc_web_path)) << "it stays bound";
+    ipc_header header = {5, 300, k_ipc_kind_one_way, 42};
+    protoipc_send_request(&header, nullptr, 0, nullptr, 0); // returns: there is no server
+}
+
+TEST_F(IpcStart, AFailedStartIsNotTriedAgain) {
+    ASSERT_TRUE(std::filesystem::create_directory(k_ipc_web_path));
+    ASSERT_EQ(0, ::mount("tmpfs", k_ipc_web_path, "tmpfs", 0, nullptr)); // it cannot be moved
+    EXPECT_EQ(-1, ipc_web_start());
+    EXPECT_TRUE(logged("4 Can't bind to stream socket: "));
+    EXPECT_TRUE(logged("4 proto_ipc can't provice full functionality due to above error"));
+    EXPECT_EQ(m_init + m_up + m_down, s_calls) << "lowered again";
+    EXPECT_EQ(0, ipc_web_start());
+}
