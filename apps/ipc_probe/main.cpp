@@ -1,4 +1,8 @@
+// A client of the IPC servers to watch them with: says hello for a route, sends what it is told to, answers
+// requests or does not, and prints every message.
+
 #include "lib/base/io.h"
+#include "lib/base/local_socket.h"
 #include "lib/base/parse_number.h"
 #include "lib/base/standard_streams.h"
 #include "lib/base/unique_fd.h"
@@ -14,11 +18,7 @@
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <vector>
-
-// A client of the IPC servers to watch them with: says hello for a route, sends what it is told to, answers
-// requests or does not, and prints every message.
 
 namespace {
 
@@ -163,12 +163,10 @@ struct free_stream {
 using stream_ptr = std::unique_ptr<stream, free_stream>;
 
 unique_fd connect_to(const char *path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
+    local_address address{};
     unique_fd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd.valid() ||
-        ::connect(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+    if (!fd.valid() || !local_address_of(path, &address) ||
+        ::connect(fd.get(), reinterpret_cast<const sockaddr *>(&address.name), address.length) != 0) {
         std::fprintf(stderr, "ipc_probe: %s: %s\n", path, std::strerror(errno));
         fd.reset();
     }
@@ -190,7 +188,7 @@ bool send_message(int fd, stream *s, const char *what, const ipc_header &header,
     return true;
 }
 
-/// Reads one message into `s`, the read cursor behind its header. False at the end of the connection, or when
+/// Reads one message into `s`, the read cursor after its header. False at the end of the connection, or when
 /// the server sends what is no message.
 bool receive_message(int fd, stream *s, ipc_wire_header *wire) {
     stream_reset(s);

@@ -106,17 +106,13 @@ TEST(StreamDeathTest, EachBoundAtItsLastGoodAndFirstBadValue) {
         row.call(make_stream().get(), row.last_good);
         EXPECT_TRUE(syslog_take().empty());
         const std::string failed = std::string("ipc_stream(_inline)?:[0-9]+: ") + row.name + ": Assertion `";
-        std::string text = std::string("^syslog 4: ") + row.name;
-        text.append(": Attempt to ").append(row.verb).append(" out of bounds\nsyslog 4: ");
-        text.append(dump_regex("size: 16, getp: [0-9]+, endp: [0-9]+") + "\n")
-            .append(failed)
-            .append("0' failed\\.\nsyslog 26: ")
-            .append(failed)
-            .append("0' failed\\.\n");
-        EXPECT_DEATH(row.call(make_stream().get(), row.first_bad), text);
-        if (row.takes_argument) { // added to a cursor or a width, these wrap back below the bound
-            EXPECT_DEATH(row.call(make_stream().get(), SIZE_MAX), text);
-            EXPECT_DEATH(row.call(make_stream().get(), SIZE_MAX - 3), text);
+        const std::string warned =
+            std::string("^syslog 4: ") + row.name + ": Attempt to " + row.verb +
+            " out of bounds\nsyslog 4: " + dump_regex("size: 16, getp: [0-9]+, endp: [0-9]+") + "\n" +
+            failed + "0' failed\\.\nsyslog 26: " + failed + "0' failed\\.\n";
+        EXPECT_DEATH(row.call(make_stream().get(), row.first_bad), warned);
+        if (row.takes_argument) { // added to a cursor or a width, this wraps back below the bound
+            EXPECT_DEATH(row.call(make_stream().get(), SIZE_MAX), warned);
         }
         const stream_ptr beyond = make_stream();
         beyond->size = 0;
@@ -131,18 +127,14 @@ TEST(StreamDeathTest, OtherAssertions) {
     const std::string dump = "syslog 4: " + dump_regex("size: 16, getp: 11, endp: 10") + "\n";
     EXPECT_DEATH(stream_reset(make_stream(11, 10).get()), "^" + dump + order);
     EXPECT_DEATH(stream_reset(make_stream(18, 17).get()), "^" + order) << "no dump beyond the size";
-
+    syslog_echo(false);
     const stream_ptr full = make_stream();
     msghdr header{};
-    EXPECT_DEATH(ignore_result(stream_new(0)), "stream_new: Assertion `size > 0' failed");
-    EXPECT_DEATH(ignore_result(stream_dup(make_stream(0, 0).get())),
-                 "stream_new: Assertion `size > 0' failed");
-    EXPECT_DEATH(stream_copy(nullptr, full.get()),
-                 "stream_copy: Assertion `new != \\(\\(void \\*\\)0\\)' failed");
+    EXPECT_DEATH(ignore_result(stream_dup(make_stream(0, 0).get())), "stream_new: .*`size > 0' failed");
+    EXPECT_DEATH(stream_copy(nullptr, full.get()), "stream_copy: .*`new != \\(\\(void \\*\\)0\\)' failed");
     EXPECT_DEATH(stream_copy(make_stream(0, 0, 9).get(), full.get()),
-                 "stream_copy: Assertion `\\(\\(new\\)->size\\) >= src->endp' failed");
+                 "stream_copy: .*`\\(\\(new\\)->size\\) >= src->endp' failed");
     EXPECT_DEATH(stream_recvmsg(full.get(), -1, &header, 0, 1), "Assertion `msgh->msg_iovlen > 0' failed");
-    syslog_echo(false);
 }
 
 TEST(Stream, IntegersHighByteFirst) {
@@ -248,8 +240,7 @@ TEST(StreamQueue, FirstInFirstOut) {
     EXPECT_EQ(3U, queue->count);
     EXPECT_THAT(streams, ElementsAre(queue->head, queue->head->next, queue->tail));
     stream_queue_clean(queue); // the address sanitizer sees whether each was freed once
-    EXPECT_EQ(0U, queue->count);
     stream_queue_push(queue, stream_new(1));
-    EXPECT_EQ(queue->head, queue->tail);
+    EXPECT_EQ(std::pair(size_t{1}, queue->tail), std::pair(queue->count, queue->head));
     stream_queue_free(queue);
 }
