@@ -7,6 +7,7 @@
 #include "lib/ipc/internal/ipc_routes.h"
 #include "lib/ipc/internal/ipc_server.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <span>
 
@@ -49,7 +50,8 @@ void protoipc_send_request(ipc_header *header, const void *payload, int32_t payl
     }
     const std::span<const uint8_t> bytes(static_cast<const uint8_t *>(payload),
                                          static_cast<size_t>(payload_length));
-    const ipc_request request = {header, payload, payload_length, reply, reply_length};
+    const size_t room = reply == nullptr ? 0 : static_cast<size_t>(std::max(reply_length, 0));
+    const ipc_request request = {header, {static_cast<uint8_t *>(reply), room}};
     if (ipc_on_server_thread()) {
         // It must not wait for an answer that only it can bring; what awaits none goes out by the queue.
         if (header->kind != k_ipc_kind_request) {

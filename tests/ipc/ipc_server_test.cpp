@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <deque>
-#include <random>
 #include <sys/resource.h>
 #include <thread>
 
@@ -85,7 +84,7 @@ TEST_F(IpcServer, OneWayMessagesAreRelayedToTheirRouteInTheExpectedSizeOnly) {
     }
     const peer destination(1);
     for (const uint16_t command : std::initializer_list<uint16_t>{46, 59, 64, 257, 264}) { // no handler
-        for (const size_t size : {0, 1, 2, 16, 52, 124}) {
+        for (const size_t size : {0U, 1U, 2U, 16U, 52U, 124U}) {
             source.send(one_way(1, command, size));
         }
     }
@@ -270,18 +269,14 @@ TEST_F(IpcServer, WhenTooMuchWaitsForAllTheOneWithTheMostIsClosed) {
 
 /// One protocol daemon after the other on a route: answers a few requests, right or wrong, sends on its own,
 /// and leaves, perhaps in the middle of a message.
-static void come_and_go(uint8_t seed, const std::atomic<bool> &stop) {
-    std::minstd_rand random(seed + 1U);
-    const auto route = static_cast<uint8_t>(1 + seed % 6);
-    while (!stop) {
+static void come_and_go(uint8_t route, const std::atomic<bool> &stop) {
+    for (uint32_t turn = 1; !stop; turn++) {
         const peer client(route, k_ipc_serv_path, 5);
-        for (uint32_t left = random() % 8; left > 0 && !stop; left--) {
-            octets bytes = one_way(1, 258, 1);
-            const octets request = client.try_send(bytes) ? client.receive() : octets();
+        for (uint32_t left = turn % 8; left > 0 && client.try_send(one_way(1, 258, 1)); left--) {
+            const octets request = client.receive();
             if (request.size() >= k_ipc_header_size) {
-                bytes =
-                    response(route, get_be16(&request[5]), int32_t(random() % 2), octets(random() % 100, 1));
-                bytes.resize(bytes.size() - (random() % 16 == 0 ? 1 : 0)); // cut, or whole
+                octets bytes = response(route, get_be16(&request[5]), left % 2, octets(turn % 100, 1));
+                bytes.resize(bytes.size() - (turn % 16 == 7 ? 1 : 0)); // cut, or whole
                 std::ignore = client.try_send(bytes);
             }
         }
@@ -306,7 +301,7 @@ TEST_F(IpcServer, ManyClientsComeAndGoUnderLoad) {
     {
         std::vector<std::jthread> threads;
         for (uint8_t i = 0; i < 32; i++) { // each is a client, and perhaps one more that is about to go
-            threads.emplace_back(come_and_go, i, std::ref(stop));
+            threads.emplace_back(come_and_go, uint8_t(1 + i % 6), std::ref(stop));
         }
         EXPECT_TRUE(eventually([&] { return good > k_enough; }));
         stop = true;

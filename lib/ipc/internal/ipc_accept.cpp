@@ -84,11 +84,9 @@ int proto_ipc_accept(thread *task) {
     if (server.spare_fd < 0) {
         server.spare_fd = ipc_open_spare();
     }
-    if (is_full(server) || accepted.get() >= k_thread_descriptors ||
-        fd_set_nonblocking(accepted.get()) != 0) {
-        return -1;
+    if (!is_full(server) && fd_set_nonblocking(accepted.get()) == 0) {
+        ipc_client_add(server, accepted.release());
     }
-    ipc_client_add(server, accepted.release());
     return 0;
 }
 

@@ -33,11 +33,11 @@ void ipc_client_add(ipc_server &server, int fd) {
         client->output = stream_new(k_stream_size);
         client->out_buffer = buffer_new(0);
         if (client->input != nullptr && client->output != nullptr && client->out_buffer != nullptr &&
-            ipc_list_add(&server.clients, client)) {
+            ipc_client_read_on(client) && ipc_list_add(&server.clients, client)) {
             owned.release();
-            ipc_client_read_on(client);
             return;
         }
+        thread_cancel(client->read_task);
         free_client(client);
     }
     ipc_log_alloc_limit();

@@ -24,7 +24,8 @@ struct ipc_client {
     ipc_server *server;
 };
 
-/// Makes a client of an accepted descriptor and reads from it. Closes the descriptor when memory is out.
+/// Makes a client of an accepted descriptor and reads from it. Closes the descriptor when memory is out
+/// or the scheduler cannot wait for it.
 void ipc_client_add(ipc_server &server, int fd);
 
 /// Gives up the requests of its route, drops what it booked itself, closes and frees it.

@@ -98,6 +98,7 @@ int proto_ipc_client_read(thread *task) {
 
 } // namespace
 
-void ipc_client_read_on(ipc_client *client) {
+bool ipc_client_read_on(ipc_client *client) {
     client->read_task = thread_add_read(client->server->master, proto_ipc_client_read, client, client->fd);
+    return client->read_task != nullptr;
 }

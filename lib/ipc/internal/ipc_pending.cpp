@@ -7,7 +7,6 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <pthread.h>
 
 namespace {
@@ -125,12 +124,8 @@ int32_t book(const pending_request &content) {
     return book_locked(slot, content);
 }
 
-void take_reply(const ipc_request &request, std::span<const uint8_t> payload) {
-    const size_t room = request.reply == nullptr ? 0 : static_cast<size_t>(std::max(request.reply_length, 0));
-    const size_t length = std::min(room, payload.size());
-    if (length > 0) {
-        std::memcpy(request.reply, payload.data(), length);
-    }
+void take_reply(std::span<uint8_t> reply, std::span<const uint8_t> payload) {
+    std::ranges::copy(payload.first(std::min(reply.size(), payload.size())), reply.begin());
 }
 
 } // namespace
@@ -148,7 +143,7 @@ int32_t process_ipc_request(const ipc_request &request, ipc_ticket ticket) {
 
 int32_t ipc_pending_book_of_client(const ipc_header &header, const ipc_client *client) {
     ipc_header own = header;
-    return book({{&own, nullptr, 0, nullptr, 0}, 0, client, header});
+    return book({{&own, {}}, 0, client, header});
 }
 
 void ipc_pending_drop_client(const ipc_client *client) {
@@ -173,7 +168,7 @@ int32_t process_ipc_response(const ipc_header &header, std::span<const uint8_t> 
     }
     record->request.header->status = header.status;
     if (header.status == 0) {
-        take_reply(record->request, payload);
+        take_reply(record->request.reply, payload);
     }
     release_record(slot, record);
     return 0;

@@ -10,13 +10,10 @@
 
 struct ipc_client;
 
-/// One request as its sender describes it. All pointers stay the sender's and good until it is answered.
+/// What the answer to a request is written to: the sender's, and good until it is answered.
 struct ipc_request {
     ipc_header *header;
-    const void *payload;
-    int32_t payload_length;
-    void *reply; // null: none is wanted
-    int32_t reply_length;
+    std::span<uint8_t> reply; // empty: none is wanted
 };
 
 /// Makes the route slots ready; once.
