@@ -2,7 +2,6 @@
 
 namespace {
 constexpr size_t k_at_length = 0;
-constexpr size_t k_length_max = 0xFFFF;
 } // namespace
 
 ipc_wire_header ipc_wire_parse(stream *s) {
@@ -20,8 +19,7 @@ ipc_wire_header ipc_wire_parse(stream *s) {
 
 bool ipc_wire_build(stream *s, const ipc_header &header, std::span<const uint8_t> payload) {
     stream_reset(s);
-    const size_t length = k_ipc_header_size + payload.size();
-    if (length > k_length_max || length > stream_get_size(s)) {
+    if (payload.size() > k_ipc_payload_max || k_ipc_header_size + payload.size() > stream_get_size(s)) {
         return false;
     }
     stream_putw(s, k_ipc_header_size); // until the length is known

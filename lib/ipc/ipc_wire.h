@@ -2,12 +2,14 @@
 
 #include "lib/ipc/ipc_stream.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
 // The message header of the IPC sockets: 9 bytes in front of every payload, all fields high byte first.
 
 constexpr uint16_t k_ipc_header_size = 9;
+constexpr size_t k_ipc_payload_max = 65535 - k_ipc_header_size; // the length has 16 bits
 constexpr uint8_t k_ipc_marker = 255;
 constexpr uint8_t k_ipc_version = 1;
 
@@ -47,5 +49,5 @@ constexpr bool ipc_command_valid(uint16_t command) { return command >= 1 && comm
 ipc_wire_header ipc_wire_parse(stream *s);
 
 /// Builds a whole message in `s` in place of what was there. Returns false, and leaves `s` empty, when it
-/// does not fit the stream or a 16-bit length.
+/// does not fit the stream or the payload is longer than k_ipc_payload_max.
 [[nodiscard]] bool ipc_wire_build(stream *s, const ipc_header &header, std::span<const uint8_t> payload);

@@ -15,6 +15,7 @@ namespace {
 std::string s_calls;       // of those that set an id
 std::string s_failing;     // the call that fails
 uid_t s_user = ::getuid(); // the effective one
+bool s_no_thread = false;  // the next one cannot be had
 
 int played(const std::string &name, unsigned first, unsigned second) {
     s_calls += name + " " + std::to_string(int(first)) + " " + std::to_string(int(second)) + "\n";
@@ -25,6 +26,10 @@ int played(const std::string &name, unsigned first, unsigned second) {
 } // namespace
 
 extern "C" {
+int __real_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
+int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void *(*run)(void *), void *arg) {
+    return std::exchange(s_no_thread, false) ? EAGAIN : __real_pthread_create(id, attributes, run, arg);
+}
 uid_t geteuid() noexcept { return s_user; }
 int seteuid(uid_t user) noexcept {
     const int result = played("seteuid", user, 0);
@@ -126,7 +131,7 @@ TEST_F(IpcStart, AServerThatCannotBeRaisedOrLoweredDoesNotStart) {
     protoipc_send_request(&header, nullptr, 0, nullptr, 0); // returns: there is no server
 }
 
-TEST_F(IpcStart, AFailedStartIsNotTriedAgain) {
+TEST_F(IpcStart, AFailedStartLeavesNothingAndIsNotTriedAgain) {
     ASSERT_TRUE(std::filesystem::create_directory(k_ipc_web_path));
     ASSERT_EQ(0, ::mount("tmpfs", k_ipc_web_path, "tmpfs", 0, nullptr)); // it cannot be moved
     EXPECT_EQ(-1, ipc_web_start());
@@ -134,4 +139,9 @@ TEST_F(IpcStart, AFailedStartIsNotTriedAgain) {
     EXPECT_TRUE(logged("4 proto_ipc can't provice full functionality due to above error"));
     EXPECT_EQ(m_init + m_up + m_down, s_calls) << "lowered again";
     EXPECT_EQ(0, ipc_web_start());
+    s_no_thread = true;
+    EXPECT_EQ(-1, ipc_serv_start());
+    EXPECT_TRUE(logged("3 Failure: protocol IPC thread creation error. "));
+    s_user = ::getuid();
+    EXPECT_FALSE(local_is_served(k_ipc_serv_path));
 }

@@ -22,6 +22,9 @@ ipc_message *take_all(ipc_queue &queue) {
 } // namespace
 
 ipc_message *ipc_message_new(const ipc_header &header, std::span<const uint8_t> payload, ipc_ticket ticket) {
+    if (payload.size() > k_ipc_payload_max) {
+        return nullptr;
+    }
     void *memory = std::malloc(sizeof(ipc_message) + payload.size());
     if (memory == nullptr) {
         return nullptr;

@@ -30,7 +30,8 @@ struct ipc_queue {
     ipc_message *tail = nullptr;
 };
 
-/// Allocates a message; null when memory is out. Freed by whoever it was handed to last, with free().
+/// Allocates a message; null when memory is out or the payload is longer than k_ipc_payload_max. Freed by
+/// whoever it was handed to last, with free().
 [[nodiscard]] ipc_message *ipc_message_new(const ipc_header &header, std::span<const uint8_t> payload,
                                            ipc_ticket ticket);
 
