@@ -1,7 +1,7 @@
 #include "apps/mbshow/report.h"
 #include "modbus/mbident.h"
 #include "tests/support/modbus_client.h"
-#include "tests/support/private_mounts.h"
+#include "tests/support/private_scenario.h"
 #include "tests/support/sim_switch.h"
 #include "tests/support/slave_process.h"
 
@@ -10,10 +10,9 @@
 
 using testing::HasSubstr;
 
-TEST(MbShow, ShowsWhatTheSlaveServes) {
-    if (!with_empty_directories({"/var/tmp"})) { // the serial number comes through a file there
-        GTEST_SKIP() << "needs mounts of its own";
-    }
+using MbShow = own_var_tmp;
+
+TEST_F(MbShow, ShowsWhatTheSlaveServes) {
     const sim_switch sw;
     sw.set_serial("ZX-41-00077");
     sw->identity.tap0 = sim_switch::address({0x02, 0, 0x5E, 1, 2, 3});
@@ -30,7 +29,7 @@ TEST(MbShow, ShowsWhatTheSlaveServes) {
     const slave_process slave([] { mb_init(); });
     mb_client client;
     mb_image image;
-    ASSERT_TRUE(modbus_client(slave.port()).connected());
+    modbus_client(slave.port()).exchange({0x11}); // it is up
     ASSERT_TRUE(mb_client_connect(client, "127.0.0.1", slave.port())) << client.error;
     ASSERT_TRUE(mb_image_read(client, image)) << client.error;
     const std::string text = mb_report_text({"slave", slave.port(), &image, nullptr});

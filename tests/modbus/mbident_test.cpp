@@ -1,7 +1,7 @@
 #include "modbus/mbident.h"
 
 #include "lib/sasi/sasi.h"
-#include "tests/support/private_mounts.h"
+#include "tests/support/private_scenario.h"
 #include "tests/support/sim_switch.h"
 
 #include <filesystem>
@@ -14,14 +14,8 @@ namespace {
 
 constexpr const char *k_serial_file = "/var/tmp/ethaddr.txt";
 
-class identity : public testing::Test {
+class Identity : public own_var_tmp {
 protected:
-    void SetUp() override {
-        sasiClose();
-        if (!with_empty_directories({"/var/tmp"})) {
-            GTEST_SKIP() << "no private mounts on this machine";
-        }
-    }
     struct printed {
         std::string out;
         std::string err;
@@ -40,8 +34,6 @@ protected:
 };
 
 } // namespace
-
-using Identity = identity;
 
 TEST_F(Identity, EachSourceThatFailsIsReportedAndLeftZero) {
     m_switch->identity.tailer_a[0] = 0xABCD;
@@ -75,14 +67,12 @@ TEST_F(Identity, SerialNumberIsTheRestOfTheLineUpTo14Characters) {
         const char *value;
         const char *expected;
     } const k_cases[] = {
-        {"AB12CD", "AB12CD"},
-        {"12345678901234", "12345678901234"},
+        {"1", "1"},
         {"123456789012345", "12345678901234"},
         {"12345678901234567890", "12345678901234"},
     };
     for (const auto &c : k_cases) {
         m_switch.set_serial(c.value);
-        sasiClose();
         init();
         EXPECT_EQ("", serial());
         mb_fetch_serial_number();

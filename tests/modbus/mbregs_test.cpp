@@ -5,7 +5,7 @@
 #include "lib/sasi/sasi.h"
 #include "modbus/mbident.h"
 #include "modbus/mbmap.h"
-#include "tests/support/private_mounts.h"
+#include "tests/support/private_scenario.h"
 #include "tests/support/sim_switch.h"
 
 #include <gtest/gtest.h>
@@ -18,14 +18,8 @@ using words = std::vector<uint16_t>;
 
 constexpr uint16_t k_untouched = 0xA5A5;
 
-class registers : public testing::Test {
+class Registers : public own_var_tmp {
 protected:
-    void SetUp() override {
-        sasiClose();
-        if (!with_empty_directories({"/var/tmp"})) { // the serial number comes through a file there
-            GTEST_SKIP() << "no private mounts on this machine";
-        }
-    }
     /// What a read puts into the reply buffer, which holds 127 registers and k_untouched before.
     static words read(uint16_t number, uint16_t count) {
         std::array<uint8_t, 254> buffer;
@@ -43,8 +37,6 @@ protected:
 };
 
 } // namespace
-
-using Registers = registers;
 
 TEST_F(Registers, OnlyTheFirstRegisterMustLieInABlock) {
     std::array<uint8_t, 254> buffer;
@@ -96,6 +88,8 @@ TEST_F(Registers, IdentityItemsStartAtTheirFirstRegisterOnly) {
     EXPECT_EQ((words{0x0211}), read(1113, 1));
     EXPECT_EQ((words{0, 0}), read(1114, 2));
     EXPECT_EQ((words{0, 0, 0}), read(1145, 3)); // past the block's end
+    m_switch.set_serial("OTHER");
+    EXPECT_EQ('S' << 8 | 'N', read_one(1065)); // fetched once
 }
 
 TEST_F(Registers, ReadsCostWhatTheDocumentsSay) {
@@ -155,9 +149,6 @@ TEST_F(Registers, PortStateIsTheLowByteOfTheFifthWord) {
     EXPECT_EQ(0x0034, read_one(1257));
     EXPECT_EQ((words{0x0007, 0xFFFF, 0xFFFF}), read(1268, 3));
     EXPECT_EQ((words{0xFFFF, '1' << 8 | '0'}), read(1512, 2)); // absent port 256, then port 1's media
-
-    m_switch.fault(k_sasi_port, k_sub_port_state).what = k_sim_fault_fail;
-    EXPECT_EQ(0x0007, read_one(1257)); // what the request before left
 }
 
 TEST_F(Registers, PortMediaCanBeEnteredAtAnyCharacterPair) {
@@ -333,6 +324,7 @@ TEST_F(Registers, AFailedRequestServesWhatTheLastOneLeft) {
     m_switch.set_counter(1, 9, 1000);
     m_switch.set_counter(1, 10, 5);
     m_switch.port(2).media = 2;
+    m_switch.port(2).words[4] = 0x66;
     m_switch.redundant_ring(1).word14 = 1;
     m_switch.ring(1).state = 1;
     m_switch.mst(3).byte1 = 0x77;
@@ -347,6 +339,7 @@ TEST_F(Registers, AFailedRequestServesWhatTheLastOneLeft) {
     } const k_cases[] = {
         {k_sasi_spanning_tree, k_sub_bridge_record, 2281, 1, {3}, 2281},
         {k_sasi_counter, 10, 2025, 2, {0, 1005}, 2025}, // counter 9 is served afresh, and not twice
+        {k_sasi_port, k_sub_port_state, 1257 + 1, 1, {0x66}, 1257},
         {k_sasi_port, k_sub_port_media, 1513 + 32 + 1, 1, {'0' << 8 | '0'}, 1513 + 1},
         {k_sasi_redundant_ring, k_sub_redundant_record, 2298, 1, {1}, 2297},
         {k_sasi_ring_redundancy, k_sub_ring_record, 2285, 1, {1}, 2285},
@@ -362,38 +355,4 @@ TEST_F(Registers, AFailedRequestServesWhatTheLastOneLeft) {
         }
         m_switch.fault(c.request, c.sub_code) = {};
     }
-}
-
-TEST_F(Registers, TheSerialNumberIsFetchedOnce) {
-    m_switch.set_serial("FIRST");
-    mb_init();
-    EXPECT_EQ('F' << 8 | 'I', read_one(1065));
-    m_switch.set_serial("OTHER");
-    EXPECT_EQ('F' << 8 | 'I', read_one(1065));
-}
-
-TEST(HoldingRegisters, BoundsModesAndByteOrder) {
-    std::array<uint8_t, 260> buffer = {};
-    struct {
-        uint16_t first;
-        uint16_t count;
-        mb_error expected;
-    } const k_cases[] = {
-        {2000, 130, k_mb_ok},         {2000, 131, k_mb_no_register},   {1999, 1, k_mb_no_register},
-        {2129, 1, k_mb_ok},           {2129, 2, k_mb_no_register},     {2130, 1, k_mb_no_register},
-        {65535, 1, k_mb_no_register}, {2001, 65535, k_mb_no_register}, {0, 1, k_mb_no_register},
-    };
-    for (const auto &c : k_cases) {
-        EXPECT_EQ(c.expected, mb_reg_holding(buffer, c.first, c.count, k_mb_read))
-            << c.first << ' ' << c.count;
-    }
-    const uint8_t values[] = {0x12, 0x34, 0x56, 0x78};
-    std::copy(std::begin(values), std::end(values), buffer.begin());
-    EXPECT_EQ(k_mb_ok, mb_reg_holding(buffer, 2128, 2, k_mb_write));
-    buffer.fill(0);
-    EXPECT_EQ(k_mb_ok, mb_reg_holding(buffer, 2129, 1, static_cast<mb_register_mode>(2)));
-    EXPECT_EQ(0, buffer[0]);
-    EXPECT_EQ(k_mb_ok, mb_reg_holding(buffer, 2127, 3, k_mb_read));
-    EXPECT_EQ(0, memcmp(buffer.data() + 2, values, sizeof values));
-    EXPECT_EQ(0, get_be16(buffer.data()));
 }

@@ -3,8 +3,8 @@
 #include "modbus/mb.h"
 #include "tests/support/eventually.h"
 #include "tests/support/modbus_client.h"
+#include "tests/support/private_scenario.h"
 #include "tests/support/proc_status.h"
-#include "tests/support/slave_process.h"
 
 #include <atomic>
 #include <chrono>

@@ -14,16 +14,12 @@
 constexpr int k_not_possible_here = 77;
 constexpr unsigned k_nobody = 65534; // a user and a group without privileges
 
-/// Runs a part of a test in a process in which the named directories are empty and its own; skips the test on
-/// a machine that does not allow that. Failures in it are the test's.
-inline void with_private(std::initializer_list<const char *> directories,
-                         const std::function<void()> &scenario) {
+/// Runs a part of a test in a process of its own, since a module's state belongs to the process, and expects
+/// it to find nothing wrong. Skips the test when it ends with k_not_possible_here.
+inline void in_fresh_process(const std::function<void()> &body) {
     const pid_t pid = fork();
     if (pid == 0) {
-        if (!with_empty_directories(directories)) {
-            _exit(k_not_possible_here);
-        }
-        scenario();
+        body();
         _exit(testing::Test::HasFailure() ? 1 : 0);
     }
     int status = -1;
@@ -33,6 +29,29 @@ inline void with_private(std::initializer_list<const char *> directories,
     }
     EXPECT_EQ(0, status);
 }
+
+/// The same with the named directories empty and its own; skips the test on a machine that does not allow
+/// that.
+inline void with_private(std::initializer_list<const char *> directories,
+                         const std::function<void()> &scenario) {
+    in_fresh_process([&] {
+        if (!with_empty_directories(directories)) {
+            _exit(k_not_possible_here);
+        }
+        scenario();
+    });
+}
+
+/// A fixture for what fetches the serial number, through a file in "/var/tmp": that is empty and the test's
+/// own.
+class own_var_tmp : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!with_empty_directories({"/var/tmp"})) {
+            GTEST_SKIP() << "no private mounts on this machine";
+        }
+    }
+};
 
 /// A process of its own that does something and stays until the present one ends; as a user without
 /// privileges if that is wanted. Returns when it is done. For a scenario, which ends here on a machine that

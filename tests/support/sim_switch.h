@@ -1,6 +1,7 @@
 #pragma once
 
 #include "lib/base/bytes.h"
+#include "lib/sasi/sasi.h"
 #include "sim/device.h"
 #include "sim/state_file.h"
 
@@ -15,8 +16,8 @@
 
 /// A simulated switch of the test's own, for a test program that runs under the preloaded library
 /// (zop_sim_test in tests/CMakeLists.txt). It begins with all links up, no alarm and no fault, all else zero
-/// and the counters standing, and is the process's and its children's switch until the end of its scope. The
-/// device of an earlier switch has to be opened again.
+/// and the counters standing, and is the process's and its children's switch until the end of its scope,
+/// which closes the device.
 ///
 /// Fields are written through `->` (sim/state.h): `sw->ports[2].media = 2;`, or with the setters below where
 /// a field is more than a number.
@@ -34,6 +35,7 @@ public:
         ::setenv("SWITCHSIM_STATE", m_path.c_str(), 1);
     }
     ~sim_switch() {
+        sasiClose();
         sim_file_remove(m_path.c_str(), m_file);
         ::rmdir(m_folder.data());
         ::unsetenv("SWITCHSIM_STATE");
@@ -99,21 +101,3 @@ private:
     std::string m_path;
     sim_file m_file{nullptr, -1};
 };
-
-/// A block with all that a request needs, for port, ring or instance 1.
-inline sasi_block valid_block(const sim_request &request) {
-    sasi_block block{};
-    const auto at = [&](size_t place) { return block.payload + (place - offsetof(sasi_block, payload)); };
-    block.request = request.request;
-    block.sub_code = request.sub_code;
-    block.index = 1;
-    if (request.request == k_sasi_redundant_ring) {
-        store_native<int32_t>(at(k_at_redundant_ring), 1);
-        store_native<uint16_t>(at(k_at_redundant_one), 1);
-    } else {
-        static_assert(k_at_ring_id == k_at_mst_index);
-        store_native<int32_t>(at(k_at_ring_id), 1);
-        std::fill_n(at(k_at_mst_record) + 1, 13, uint8_t{1}); // wanted by the port table, ignored by others
-    }
-    return block;
-}

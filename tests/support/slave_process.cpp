@@ -16,7 +16,7 @@ namespace {
 [[noreturn]] void serve(uint16_t port, const std::function<void()> &prepare) {
     if (mb_tcp_init(port) == k_mb_ok && mb_enable() == k_mb_ok) {
         prepare();
-        while (mb_poll() == k_mb_ok) {
+        while (!testing::Test::HasFailure() && mb_poll() == k_mb_ok) {
         }
     }
     ::_exit(1);
@@ -52,15 +52,4 @@ std::string slave_process::read_error_line() {
         line += character;
     }
     return line;
-}
-
-void in_fresh_process(const std::function<void()> &body) {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        body();
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    ::waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
 }

@@ -6,7 +6,7 @@
 #include <sys/types.h>
 
 /// A slave in a process group of its own on a free port, prepared by `prepare` between enable and the first
-/// poll. All of the group is ended with the object.
+/// poll; it serves only if that has found nothing wrong. All of the group is ended with the object.
 class slave_process {
 public:
     explicit slave_process(const std::function<void()> &prepare = [] {});
@@ -24,7 +24,3 @@ private:
     int m_errors = -1; // read end of the pipe that is its standard error
     pid_t m_pid;
 };
-
-/// Runs `body` in a process of its own, since a module's state belongs to the process, and expects it to find
-/// nothing wrong.
-void in_fresh_process(const std::function<void()> &body);

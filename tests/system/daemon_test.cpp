@@ -1,118 +1,31 @@
 // The daemon as it is, on a simulated switch, over real sockets.
 
-#include "lib/base/bytes.h"
-#include "sim/state_file.h"
-#include "tests/support/child_process.h"
+#include "lib/base/unique_fd.h"
+#include "tests/support/daemon_on_switch.h"
+#include "tests/support/eventually.h"
 #include "tests/support/modbus_client.h"
-#include "tests/support/private_mounts.h"
+#include "tests/support/private_scenario.h"
 
 #include <array>
-#include <chrono>
 #include <fcntl.h>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
 
-void write_lines(const std::string &path, const std::vector<std::string> &lines) {
-    std::FILE *file = std::fopen(path.c_str(), "w");
-    for (const std::string &line : lines) {
-        std::fprintf(file, "%s\n", line.c_str());
-    }
-    std::fclose(file);
-}
+using values = std::vector<uint16_t>;
+using Daemon = own_var_tmp;
 
-/// A simulated switch with the daemon on it, on a port the kernel chose.
-class daemon_on_switch {
-public:
-    /// `shell_line` starts it, as "$@"; empty: it is started itself.
-    explicit daemon_on_switch(const std::vector<std::string> &settings = {}, int stdin_fd = -2,
-                              const std::string &port = "0", const std::string &shell_line = "") {
-        if (::mkdtemp(m_folder.data()) == nullptr) {
-            std::abort();
-        }
-        const std::string scenario = folder() + "/scenario";
-        write_lines(scenario, settings);
-        std::vector<std::string> arguments = {"run", "--state",    state(),  "--port",
-                                              port,  "--scenario", scenario, "--"};
-        if (!shell_line.empty()) {
-            arguments.insert(arguments.end(), {"sh", "-c", shell_line, "sh"});
-        }
-        for (const std::string &word : own_program("modbusd")) {
-            arguments.push_back(word);
-        }
-        const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-        m_process = std::make_unique<child_process>(own_program("switchsim", arguments),
-                                                    stdin_fd == -2 ? null : stdin_fd);
-        ::close(null);
-        wait_for_port();
-    }
-    ~daemon_on_switch() {
-        m_process.reset();
-        std::filesystem::remove_all(folder());
-    }
-    daemon_on_switch(const daemon_on_switch &) = delete;
-    daemon_on_switch &operator=(const daemon_on_switch &) = delete;
-
-    [[nodiscard]] uint16_t port() const { return m_port; }
-    child_process &process() { return *m_process; }
-    /// Runs `switchsim COMMAND ...` on this switch.
-    void control(const std::string &command, std::vector<std::string> words) {
-        words.insert(words.begin(), {command, "--state", state()});
-        const command_result result = run_command(own_program("switchsim", words));
-        EXPECT_EQ(0, result.status) << result.output;
-    }
-
-    [[nodiscard]] std::string folder() const { return m_folder.data(); }
-
-private:
-    [[nodiscard]] std::string state() const { return folder() + "/state"; }
-    void wait_for_port() {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (m_port == 0 && std::chrono::steady_clock::now() < deadline) {
-            sim_file file = {};
-            if (sim_file_open(state().c_str(), file) == sim_file_result::ok) {
-                m_port = static_cast<uint16_t>(sim_load(file.state->port_in_use));
-                sim_file_close(file);
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-
-    std::array<char, 32> m_folder{"/tmp/daemon_test.XXXXXX"};
-    std::unique_ptr<child_process> m_process;
-    uint16_t m_port = 0;
-};
-
-class daemon_test : public testing::Test {
-protected:
-    void SetUp() override { // the serial number comes through a file there
-        if (!with_empty_directories({"/var/tmp"})) {
-            GTEST_SKIP() << "no private mounts on this machine";
-        }
-    }
-};
+const values k_device_type = {0xD8ED};
 
 octets with_size(octets pdu, size_t size) {
     pdu.resize(size);
     return pdu;
 }
 
-size_t count_of(const std::string &text, const std::string &part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        count++;
-    }
-    return count;
-}
-
 } // namespace
-
-using Daemon = daemon_test;
 
 TEST_F(Daemon, EveryFunctionKeepsItsLimits) {
     const daemon_on_switch daemon;
@@ -202,41 +115,34 @@ TEST_F(Daemon, ServesWithAnyStandardInput) {
     ASSERT_EQ(0, ::pipe2(idle_pipe.data(), O_CLOEXEC));
     ASSERT_EQ(0, ::pipe2(full_pipe.data(), O_CLOEXEC));
     ASSERT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()));
-    const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ASSERT_EQ(0, ::unlockpt(terminal));
-    const int slave = ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
     ASSERT_EQ(4, ::write(full_pipe[1], "text", 4));
     ASSERT_EQ(4, ::write(sockets[1], "text", 4));
-    ASSERT_EQ(5, ::write(terminal, "text\n", 5));
-    const struct {
-        const char *what;
-        int fd;
-    } k_inputs[] = {{"closed", -1},         {"/dev/null", null},    {"idle pipe", idle_pipe[0]},
-                    {"pipe", full_pipe[0]}, {"socket", sockets[0]}, {"terminal", slave}};
-    for (const auto &input : k_inputs) {
-        const daemon_on_switch daemon({}, input.fd);
+    const unique_fd null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const unique_fd terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    ASSERT_EQ(0, ::unlockpt(terminal.get()));
+    const unique_fd slave(::open(::ptsname(terminal.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    ASSERT_EQ(5, ::write(terminal.get(), "text\n", 5));
+    for (const int fd : {-1, null.get(), idle_pipe[0], full_pipe[0], sockets[0], slave.get()}) {
+        const daemon_on_switch daemon({}, fd);
         for (int i = 0; i < 3; i++) {
-            modbus_client client(daemon.port());
-            EXPECT_EQ((std::vector<uint16_t>{0xD8ED}), client.read(4, 1001, 1)) << input.what;
+            EXPECT_EQ(k_device_type, modbus_client(daemon.port()).read(4, 1001, 1)) << fd;
         }
     }
-    for (const int fd : {idle_pipe[0], idle_pipe[1], full_pipe[0], full_pipe[1], sockets[0], sockets[1], null,
-                         terminal, slave}) {
-        ::close(fd);
+    for (const auto &ends : {idle_pipe, full_pipe, sockets}) {
+        ::close(ends[0]);
+        ::close(ends[1]);
     }
 }
 
 TEST_F(Daemon, ServesWhateverItWasStartedWithout) {
     // Without standard streams a socket would become one, and without SIGCHLD the ten places would not come
     // back.
-    const daemon_on_switch daemon({"fault.device missing"}, -1, "0", R"(trap '' CHLD; exec "$@" >&- 2>&-)");
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    for (int served = 0; served < 12;) {
-        modbus_client client(daemon.port()); // refused, perhaps, while those that have left are not reaped
-        served += client.read(4, 1001, 1) == std::vector<uint16_t>{0xD8ED} ? 1 : 0;
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << served << " clients were served";
-    }
+    daemon_on_switch daemon({"fault.device missing"}, -1, 0, R"(trap '' CHLD; exec "$@" >&- 2>&-)");
+    int served = 0;
+    EXPECT_TRUE(eventually([&] { // one is refused, perhaps, while those that have left are not reaped
+        served += modbus_client(daemon.port()).read(4, 1001, 1) == k_device_type ? 1 : 0;
+        return served == 12;
+    })) << served;
     modbus_client aborting(daemon.port());
     ASSERT_TRUE(aborting.send({0, 1, 0, 0, 0, 0, 17}));
     EXPECT_TRUE(aborting.is_closed_by_peer()) << "instead of being told of it";
@@ -245,28 +151,16 @@ TEST_F(Daemon, ServesWhateverItWasStartedWithout) {
 TEST_F(Daemon, StartUpMessagesComeOnceWhateverForks) {
     daemon_on_switch daemon({"fault.device missing", "fault.mtd1 missing", "fault.mtd4 short"});
     for (int i = 0; i < 3; i++) {
-        modbus_client client(daemon.port());
-        EXPECT_EQ((std::vector<uint16_t>{0xD8ED, 0}), client.read(4, 1001, 2));
+        EXPECT_EQ((values{0xD8ED, 0}), modbus_client(daemon.port()).read(4, 1001, 2));
     }
-    daemon.process().terminate();
-    EXPECT_EQ(128 + SIGTERM, daemon.process().wait());
-    const std::string text = daemon.process().read_all();
-    EXPECT_EQ(1U, count_of(text, "mb_init: can't get u-boot tailer!\r\n")) << text;
-    EXPECT_EQ(1U, count_of(text, "mb_init: can't get FW header!\r\n")) << text;
-    EXPECT_EQ(1U, count_of(text, "sasiOpen() ERROR!!\n")) << text;
+    EXPECT_EQ("mb_init: can't get u-boot tailer!\r\nmb_init: can't get FW header!\r\nsasiOpen() ERROR!!\n",
+              daemon.end());
 }
 
 TEST_F(Daemon, ATakenPortEndsItWithStatusOne) {
     const daemon_on_switch first;
-    const std::string scenario = first.folder() + "/no-flash";
-    write_lines(scenario, {"fault.mtd1 missing"});
-    std::vector<std::string> arguments = {
-        "run",    "--state", first.folder() + "/other", "--port", std::to_string(first.port()), "--scenario",
-        scenario, "--"};
-    for (const std::string &word : own_program("modbusd")) {
-        arguments.push_back(word);
-    }
-    const command_result second = run_command(own_program("switchsim", arguments));
+    const switchsim_in_folder other;
+    const command_result second = run_command(other.daemon_command({"fault.mtd1 missing"}, first.port()));
     EXPECT_EQ(1, second.status);
     EXPECT_EQ("tcp_port_init: can't listen on TCP port 502! bind: Address already in use\r\n",
               second.output); // not even the identity was looked at
@@ -274,34 +168,25 @@ TEST_F(Daemon, ATakenPortEndsItWithStatusOne) {
 
 TEST_F(Daemon, StartsAgainBesideClientsOfTheLastOne) {
     const uint16_t port = free_port();
-    const auto start = [&] {
-        return std::make_unique<daemon_on_switch>(std::vector<std::string>{}, -2, std::to_string(port));
-    };
-    auto first = start();
+    daemon_on_switch first({}, -1, port);
     modbus_client held(port);
-    ASSERT_EQ((std::vector<uint16_t>{0xD8ED}), held.read(4, 1001, 1));
-    first->process().terminate(); // switchsim ends the child too; its connection lingers in the kernel
-    EXPECT_EQ(128 + SIGTERM, first->process().wait());
-    const auto second = start();
-    modbus_client next(port);
-    EXPECT_EQ((std::vector<uint16_t>{0xD8ED}), next.read(4, 1001, 1));
+    ASSERT_EQ(k_device_type, held.read(4, 1001, 1));
+    first.end(); // switchsim ends the child too; its connection lingers in the kernel
+    const daemon_on_switch second({}, -1, port);
+    EXPECT_EQ(k_device_type, modbus_client(port).read(4, 1001, 1));
 }
 
 TEST_F(Daemon, AFailedForkCostsThatClientOnly) {
-    daemon_on_switch daemon;
-    daemon.control("fault", {"fork", "1"});
-    {
-        modbus_client unlucky(daemon.port());
-        EXPECT_TRUE(unlucky.is_closed_by_peer());
-    }
+    const daemon_on_switch daemon;
+    ASSERT_EQ(0, daemon.run("fault", {"fork", "1"}).status);
+    EXPECT_TRUE(modbus_client(daemon.port()).is_closed_by_peer());
     // The client count stays raised: nine more are served.
     std::vector<std::unique_ptr<modbus_client>> clients;
     for (int i = 0; i < 9; i++) {
         clients.push_back(std::make_unique<modbus_client>(daemon.port()));
-        ASSERT_EQ((std::vector<uint16_t>{0xD8ED}), clients.back()->read(4, 1001, 1)) << i;
+        ASSERT_EQ(k_device_type, clients.back()->read(4, 1001, 1)) << i;
     }
-    modbus_client tenth(daemon.port());
-    EXPECT_TRUE(tenth.is_closed_by_peer());
+    EXPECT_TRUE(modbus_client(daemon.port()).is_closed_by_peer());
 }
 
 TEST_F(Daemon, AnIndependentClientReadsAndWrites) {
