@@ -16,16 +16,6 @@ constexpr const char *k_serial_file = "/var/tmp/ethaddr.txt";
 
 class Identity : public own_var_tmp {
 protected:
-    struct printed {
-        std::string out;
-        std::string err;
-    };
-    static printed init() {
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(0, mb_init());
-        return {testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
-    }
     static std::string serial() {
         const auto &bytes = mb_get_identity().serial_number;
         return {bytes.begin(), std::find(bytes.begin(), bytes.end(), uint8_t{0})};
@@ -38,45 +28,39 @@ protected:
 TEST_F(Identity, EachSourceThatFailsIsReportedAndLeftZero) {
     m_switch->identity.tailer_a[0] = 0xABCD;
     m_switch->identity.header_b[15] = 0x1234;
-    m_switch->faults.tailer_size = 111;
-    m_switch->faults.header_size = 151;
-    printed text = init();
-    EXPECT_EQ("mb_init: can't get u-boot tailer!\r\nmb_init: can't get FW header!\r\n", text.err);
-    EXPECT_EQ("", text.out);
-    EXPECT_EQ(0, mb_get_identity().tailer_words_a[0]);
-    EXPECT_EQ(0, mb_get_identity().firmware_words_b[15]);
-
-    sasiClose();
-    m_switch->faults.tailer_size = 112;
-    m_switch->faults.header_size = k_sim_flash_missing;
-    m_switch->faults.device_missing = 1;
-    text = init();
-    EXPECT_EQ("mb_init: can't get FW header!\r\n", text.err);
-    EXPECT_EQ("sasiOpen() ERROR!!\n", text.out);
-    EXPECT_EQ(0xABCD, mb_get_identity().tailer_words_a[0]);
-
-    m_switch->faults.header_size = 152;
-    m_switch->faults.device_missing = 0;
-    text = init();
-    EXPECT_EQ("", text.out + text.err);
-    EXPECT_EQ(0x1234, mb_get_identity().firmware_words_b[15]);
+    const struct {
+        uint32_t tailer_size, header_size, device_missing;
+        const char *err;
+        uint16_t tailer_word, header_word;
+    } k_cases[] = {
+        {111, 151, 0, "mb_init: can't get u-boot tailer!\r\nmb_init: can't get FW header!\r\n", 0, 0},
+        {112, k_sim_flash_missing, 1, "mb_init: can't get FW header!\r\n", 0xABCD, 0},
+        {112, 152, 0, "", 0xABCD, 0x1234},
+    };
+    for (const auto &c : k_cases) {
+        sasiClose();
+        m_switch->faults.tailer_size = c.tailer_size;
+        m_switch->faults.header_size = c.header_size;
+        m_switch->faults.device_missing = c.device_missing;
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(0, mb_init());
+        EXPECT_EQ(c.device_missing != 0 ? "sasiOpen() ERROR!!\n" : "",
+                  testing::internal::GetCapturedStdout());
+        EXPECT_EQ(c.err, testing::internal::GetCapturedStderr());
+        EXPECT_EQ(c.tailer_word, mb_get_identity().tailer_words_a[0]);
+        EXPECT_EQ(c.header_word, mb_get_identity().firmware_words_b[15]);
+    }
 }
 
 TEST_F(Identity, SerialNumberIsTheRestOfTheLineUpTo14Characters) {
-    struct {
-        const char *value;
-        const char *expected;
-    } const k_cases[] = {
-        {"1", "1"},
-        {"123456789012345", "12345678901234"},
-        {"12345678901234567890", "12345678901234"},
-    };
-    for (const auto &c : k_cases) {
-        m_switch.set_serial(c.value);
-        init();
+    const std::string value = "12345678901234567890";
+    for (const size_t length : {1, 15, 20}) {
+        m_switch.set_serial(value.substr(0, length));
+        mb_init();
         EXPECT_EQ("", serial());
         mb_fetch_serial_number();
-        EXPECT_EQ(c.expected, serial());
+        EXPECT_EQ(value.substr(0, std::min<size_t>(length, 14)), serial());
         EXPECT_FALSE(std::filesystem::exists(k_serial_file));
     }
     m_switch->faults.serial_missing = 1;
@@ -89,7 +73,7 @@ TEST_F(Identity, APlantedSerialFileIsNotFollowed) {
     std::ofstream(victim) << "serial#=EVIL";
     std::filesystem::create_symlink(victim, k_serial_file);
     m_switch.set_serial("GOOD");
-    init();
+    mb_init();
     mb_fetch_serial_number();
     EXPECT_EQ("GOOD", serial());
     std::string kept;
@@ -100,7 +84,7 @@ TEST_F(Identity, APlantedSerialFileIsNotFollowed) {
 
 TEST_F(Identity, ChildrenThatFetchAtTheSameTimeAllGetIt) {
     m_switch.set_serial("SN-12345");
-    init();
+    mb_init();
     for (const auto &descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code closed; // the iterator's own
         const std::string file = std::filesystem::read_symlink(descriptor, closed).string();

@@ -18,8 +18,12 @@ using words = std::vector<uint16_t>;
 
 constexpr uint16_t k_untouched = 0xA5A5;
 
+// A request that fails as a call, and one that fails by its return code.
+constexpr sim_request_fault k_faults[] = {{k_sim_fault_fail, 0, 0}, {k_sim_fault_code, 5, 0}};
+
 class Registers : public own_var_tmp {
 protected:
+    Registers() { mb_init(); }
     /// What a read puts into the reply buffer, which holds 127 registers and k_untouched before.
     static words read(uint16_t number, uint16_t count) {
         std::array<uint8_t, 254> buffer;
@@ -93,7 +97,6 @@ TEST_F(Registers, IdentityItemsStartAtTheirFirstRegisterOnly) {
 }
 
 TEST_F(Registers, ReadsCostWhatTheDocumentsSay) {
-    mb_init();
     const auto requests = [&] {
         const auto &counts = m_switch->request_counts;
         return std::accumulate(std::begin(counts), std::end(counts), 0U);
@@ -116,7 +119,6 @@ TEST_F(Registers, ReadsCostWhatTheDocumentsSay) {
 }
 
 TEST_F(Registers, PowerAndAlarmFollowTheAlarmWord) {
-    mb_init();
     struct {
         uint32_t alarm;
         uint16_t main;
@@ -132,18 +134,22 @@ TEST_F(Registers, PowerAndAlarmFollowTheAlarmWord) {
         EXPECT_EQ((words{c.main, c.redundant}), read(1129, 2)) << std::hex << c.alarm;
         EXPECT_EQ(c.present, read_one(1145)) << std::hex << c.alarm;
     }
+    m_switch->alarm_word = 0;
+    m_switch.set_link(11, false);
+    EXPECT_EQ(1, read_one(1145));
+    m_switch.port(11).alarmed = 0;
+    EXPECT_EQ(0, read_one(1145));
     // A request that fails leaves no alarm, not the last one.
     m_switch->alarm_word = 7U << 19 | 7U << 22;
     EXPECT_EQ((words{3, 3}), read(1129, 2));
-    m_switch.fault(k_sasi_alarm, k_sub_alarm_status).what = k_sim_fault_fail;
-    EXPECT_EQ((words{0, 0}), read(1129, 2));
-    m_switch.fault(k_sasi_alarm, k_sub_alarm_status) = {k_sim_fault_code, 5, 0};
-    EXPECT_EQ((words{0, 0}), read(1129, 2));
-    EXPECT_EQ(0, read_one(1145));
+    for (const sim_request_fault &fault : k_faults) {
+        m_switch.fault(k_sasi_alarm, k_sub_alarm_status) = fault;
+        EXPECT_EQ((words{0, 0}), read(1129, 2));
+        EXPECT_EQ(0, read_one(1145));
+    }
 }
 
 TEST_F(Registers, PortStateIsTheLowByteOfTheFifthWord) {
-    mb_init();
     m_switch.port(1).words[4] = 0x1234;
     m_switch.port(12).words[4] = 0x07;
     EXPECT_EQ(0x0034, read_one(1257));
@@ -152,7 +158,6 @@ TEST_F(Registers, PortStateIsTheLowByteOfTheFifthWord) {
 }
 
 TEST_F(Registers, PortMediaCanBeEnteredAtAnyCharacterPair) {
-    mb_init();
     const auto text = [](const char *characters) {
         words values(32, 0);
         for (size_t i = 0; characters[i] != 0; i++) {
@@ -172,7 +177,6 @@ TEST_F(Registers, PortMediaCanBeEnteredAtAnyCharacterPair) {
 }
 
 TEST_F(Registers, CountersFillTwoRegistersWhereverTheReadBegins) {
-    mb_init();
     const struct {
         uint16_t first;
         uint32_t sub1;
@@ -196,7 +200,6 @@ TEST_F(Registers, CountersFillTwoRegistersWhereverTheReadBegins) {
 }
 
 TEST_F(Registers, RedundancySummaryMapsItsFieldsAndStopsAtGaps) {
-    mb_init();
     struct {
         uint32_t enabled;
         uint32_t mode;
@@ -236,10 +239,8 @@ TEST_F(Registers, RedundancySummaryMapsItsFieldsAndStopsAtGaps) {
 }
 
 TEST_F(Registers, RingGroupsShowTheConfiguredRingsInIdOrder) {
-    mb_init();
     const std::string name = "a name of thirty-three characters";
     ASSERT_EQ(33U, name.size());
-    m_switch.ring(7) = {};
     sim_ring &first = m_switch.ring(7);
     first.configured = 1;
     first.word24 = 0x1FE;
@@ -283,7 +284,6 @@ TEST_F(Registers, RingGroupsShowTheConfiguredRingsInIdOrder) {
 }
 
 TEST_F(Registers, MstPortsAreLaidOutInBits) {
-    mb_init();
     m_switch.mst(5).byte1 = 0x8C;
     m_switch.mst(5).address = sim_switch::address({0, 1, 2, 3, 4, 5});
     struct {
@@ -318,7 +318,6 @@ TEST_F(Registers, MstPortsAreLaidOutInBits) {
 }
 
 TEST_F(Registers, AFailedRequestServesWhatTheLastOneLeft) {
-    mb_init();
     m_switch->bridge_enabled = 1;
     m_switch->bridge_mode = 3;
     m_switch.set_counter(1, 9, 1000);
@@ -348,8 +347,7 @@ TEST_F(Registers, AFailedRequestServesWhatTheLastOneLeft) {
     };
     for (const auto &c : k_cases) {
         EXPECT_EQ(c.expected, read(c.first, c.count)) << c.first;
-        for (const sim_request_fault &fault :
-             {sim_request_fault{k_sim_fault_fail, 0, 0}, sim_request_fault{k_sim_fault_code, -7, 0}}) {
+        for (const sim_request_fault &fault : k_faults) {
             m_switch.fault(c.request, c.sub_code) = fault;
             EXPECT_EQ(c.expected.back() & 0xFF, read(c.other, c.count).back() & 0xFF) << c.first;
         }

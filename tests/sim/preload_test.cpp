@@ -12,24 +12,6 @@
 
 namespace {
 
-TEST(Preload, AlarmWordFollowsLinksThatAreAlarmed) {
-    const sim_switch sw;
-    ASSERT_GT(sasiOpen(), 0);
-    uint32_t first = 0;
-    uint32_t alarm = 1;
-    sw->alarm_first = 5;
-    EXPECT_EQ(0, sasi_get_alarm(&first, &alarm));
-    EXPECT_EQ(5U, first);
-    EXPECT_EQ(0U, alarm);
-    sw->alarm_word = 1U << alarm_bit::k_main_no_input;
-    sw.set_link(1, false);
-    sw.set_link(11, false);
-    sw.set_link(12, false);
-    sw.port(11).alarmed = 0;
-    EXPECT_EQ(0, sasi_get_alarm(&first, &alarm));
-    EXPECT_EQ((1U << 21) | (1U << 7) | (1U << 18), alarm);
-}
-
 TEST(Preload, DeviceLeavesForeignControlCallsAlone) {
     const sim_switch sw;
     const int fd = sasiOpen();
@@ -39,7 +21,6 @@ TEST(Preload, DeviceLeavesForeignControlCallsAlone) {
     EXPECT_EQ(ENOTTY, errno);
     EXPECT_EQ(77, pending);
     sasi_block block{};
-    EXPECT_EQ(-1, sasiRequest(k_sasi_alarm, nullptr));
     EXPECT_EQ(0, sasiRequest(k_sasi_alarm + 1, &block));
     EXPECT_NE(0, block.return_code);
     sasiClose();

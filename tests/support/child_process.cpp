@@ -1,13 +1,13 @@
 #include "tests/support/child_process.h"
 
+#include "tests/support/eventually.h"
+
 #include <array>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sstream>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -59,13 +59,9 @@ child_process::~child_process() {
 void child_process::terminate() const { ::kill(m_pid, SIGTERM); }
 
 int child_process::wait() {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     int status = 0;
-    while (::waitpid(m_pid, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return -1;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (!eventually([&] { return ::waitpid(m_pid, &status, WNOHANG) != 0; })) {
+        return -1;
     }
     m_reaped = true;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

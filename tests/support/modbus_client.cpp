@@ -1,19 +1,18 @@
 #include "tests/support/modbus_client.h"
 
 #include "lib/base/bytes.h"
+#include "tests/support/eventually.h"
 
 #include <algorithm>
-#include <chrono>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
 
 constexpr uint8_t k_unit = 17;
 constexpr size_t k_header_size = 7;
-constexpr auto k_patience = std::chrono::seconds(10);
+constexpr time_t k_patience_s = 10;
 
 sockaddr_in loopback(uint16_t port) {
     sockaddr_in address = {};
@@ -36,11 +35,8 @@ int try_connect(uint16_t port) {
 } // namespace
 
 modbus_client::modbus_client(uint16_t port) {
-    const auto deadline = std::chrono::steady_clock::now() + k_patience;
-    while ((m_fd = try_connect(port)) < 0 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    const timeval patience = {std::chrono::seconds(k_patience).count(), 0};
+    eventually([&] { return (m_fd = try_connect(port)) >= 0; });
+    const timeval patience = {k_patience_s, 0};
     ::setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
 }
 

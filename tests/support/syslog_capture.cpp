@@ -18,7 +18,9 @@ syslog_line &s_open = *new syslog_line;
 std::vector<syslog_line> &s_lines = *new std::vector<syslog_line>;
 bool s_echo = false;
 
-void record(int priority, const char *text) {
+[[gnu::format(printf, 2, 0)]] void record_formatted(int priority, const char *format, va_list args) {
+    char text[k_line_size];
+    std::vsnprintf(text, sizeof text, format, args);
     const std::lock_guard<std::mutex> guard(s_mutex);
     syslog_line line = s_open;
     line.priority = priority;
@@ -63,23 +65,19 @@ void closelog() {
 }
 
 [[gnu::format(printf, 2, 3)]] void syslog(int priority, const char *format, ...) {
-    char text[k_line_size];
     va_list args;
     va_start(args, format);
-    std::vsnprintf(text, sizeof text, format, args);
+    record_formatted(priority, format, args);
     va_end(args);
-    record(priority, text);
 }
 
 // What the header turns syslog into in an optimised build.
 [[gnu::format(printf, 3, 4)]] void syslog_checked(int priority, int flag, const char *format,
                                                   ...) __asm__("__syslog_chk");
 void syslog_checked(int priority, int /*flag*/, const char *format, ...) {
-    char text[k_line_size];
     va_list args;
     va_start(args, format);
-    std::vsnprintf(text, sizeof text, format, args);
+    record_formatted(priority, format, args);
     va_end(args);
-    record(priority, text);
 }
 }
