@@ -14,6 +14,12 @@ namespace {
 
 constexpr const char *k_serial_file = "/var/tmp/ethaddr.txt";
 
+int lowest_free_descriptor() {
+    const int fd = ::dup(STDOUT_FILENO);
+    ::close(fd);
+    return fd;
+}
+
 class Identity : public own_var_tmp {
 protected:
     static std::string serial() {
@@ -64,8 +70,10 @@ TEST_F(Identity, SerialNumberIsTheRestOfTheLineUpTo14Characters) {
         EXPECT_FALSE(std::filesystem::exists(k_serial_file));
     }
     m_switch->faults.serial_missing = 1;
+    const int before = lowest_free_descriptor();
     mb_fetch_serial_number();
     EXPECT_EQ("12345678901234", serial()); // as it was
+    EXPECT_EQ(before, lowest_free_descriptor());
 }
 
 TEST_F(Identity, APlantedSerialFileIsNotFollowed) {
@@ -83,17 +91,20 @@ TEST_F(Identity, APlantedSerialFileIsNotFollowed) {
 }
 
 TEST_F(Identity, ChildrenThatFetchAtTheSameTimeAllGetIt) {
-    m_switch.set_serial("SN-12345");
+    m_switch.set_serial("FIRST");
     mb_init();
     for (const auto &descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code closed; // the iterator's own
         const std::string file = std::filesystem::read_symlink(descriptor, closed).string();
         EXPECT_FALSE(file.starts_with("/var/tmp/serial")) << "their lock keeps the file system busy";
     }
+    mb_fetch_serial_number(); // the turn ends with the fetch, not with the process
+    m_switch.set_serial("SN-12345");
     std::vector<pid_t> children;
     for (int i = 0; i < 8; i++) {
         const pid_t pid = ::fork();
         if (pid == 0) {
+            ::alarm(20); // ends the child if its turn never comes
             mb_fetch_serial_number();
             ::_exit(serial() == "SN-12345" ? 0 : 1);
         }

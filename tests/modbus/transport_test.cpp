@@ -38,11 +38,13 @@ struct observed {
     std::atomic<int> aborts;
     std::atomic<int> pauses;              // of the process that has no further child, of 10 ms
     std::atomic<int> short_waits;         // of the same, of 100 us
+    std::atomic<int> rounds;              // of the listener
     std::atomic<int64_t> listener_wait_s; // that select was asked for last
     std::atomic<int> undelayed;           // sockets that send without delay
     std::atomic<int64_t> receive_limit_s;
     std::atomic<int64_t> longest_room_ms; // that poll was asked to wait for room
     std::atomic<int> shorter_waits;       // for room, than that
+    std::atomic<bool> sent;               // by the test's client
 };
 
 observed &shared() {
@@ -80,6 +82,7 @@ extern "C" {
 int real_select(int, fd_set *, fd_set *, fd_set *, timeval *) asm("__real_" SELECT);
 int wrap_select(int, fd_set *, fd_set *, fd_set *, timeval *) asm("__wrap_" SELECT);
 int wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *limit) {
+    shared().rounds++;
     shared().listener_wait_s = limit->tv_sec;
     *limit = faster(*limit);
     return real_select(count, read, write, except, limit);
@@ -329,7 +332,7 @@ TEST_F(Transport, TenClientsAreServedTheEleventhIsClosedUntilOneLeaves) {
 TEST_F(Transport, ASecondPollThreadHarmsNoClientThatIsBeingAccepted) {
     const slave_process slave([] {
         s_before_fork = [] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the request is there
+            eventually([] { return shared().sent.load(); });
             std::thread([] {
                 EXPECT_EQ(k_mb_illegal_state, mb_enable());
                 EXPECT_EQ(k_mb_ok, mb_disable());
@@ -337,7 +340,9 @@ TEST_F(Transport, ASecondPollThreadHarmsNoClientThatIsBeingAccepted) {
         };
     });
     modbus_client client(slave.port());
-    EXPECT_EQ(k_zero, client.exchange(k_read_2000));
+    ASSERT_TRUE(client.send(make_adu(1, k_read_2000)));
+    shared().sent = true;
+    EXPECT_EQ(make_adu(1, k_zero), client.receive(make_adu(1, k_zero).size()));
     EXPECT_EQ(k_zero, client.exchange(k_read_2000));
 }
 
@@ -388,7 +393,8 @@ TEST_F(Transport, AFailedAcceptForksNothing) {
         ::setrlimit(RLIMIT_NOFILE, &none);
     });
     const modbus_client client(slave.port());
-    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // some rounds of the listener
+    const int before = shared().rounds;
+    EXPECT_TRUE(eventually([&] { return shared().rounds >= before + 3; }));
     const rlimit enough = {64, 64};
     ASSERT_EQ(0, ::prlimit(slave.pid(), RLIMIT_NOFILE, &enough, nullptr));
     modbus_client next(slave.port());
