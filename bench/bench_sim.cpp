@@ -1,9 +1,11 @@
 // What one request to the simulated device costs: answered directly, and, when the library is preloaded,
 // through the control call as the daemon makes it.
 
+#include "lib/base/bytes.h"
 #include "lib/sasi/sasi.h"
 #include "tests/support/sim_switch.h"
 
+#include <algorithm>
 #include <benchmark/benchmark.h>
 
 namespace {

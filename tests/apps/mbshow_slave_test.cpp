@@ -15,7 +15,7 @@ using MbShow = own_var_tmp;
 TEST_F(MbShow, ShowsWhatTheSlaveServes) {
     const sim_switch sw;
     sw.set_serial("ZX-41-00077");
-    sw->identity.tap0 = sim_switch::address({0x02, 0, 0x5E, 1, 2, 3});
+    sw->identity.tap0 = 0x02005E010203;
     sw->identity.header_b[15] = 0x4142;
     sw->alarm_word = 1U << alarm_bit::k_redundant_no_input;
     sw.port(12).media = 2;
@@ -24,8 +24,8 @@ TEST_F(MbShow, ShowsWhatTheSlaveServes) {
     sw.ring(200).configured = 1;
     sw.set_ring_name(200, "North");
     sw.ring(200).port2 = 9;
-    sw.redundant_ring(1).address = sim_switch::address({6, 5, 4, 3, 2, 1});
-    sw.mst(63).address = sim_switch::address({0x80, 0, 0, 0, 0, 0x3F});
+    sw.redundant_ring(1).address = 0x060504030201;
+    sw.mst(63).address = 0x80000000003F;
     const slave_process slave([] { mb_init(); });
     mb_client client;
     mb_image image;

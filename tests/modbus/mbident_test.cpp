@@ -118,7 +118,7 @@ TEST_F(Identity, ChildrenThatFetchAtTheSameTimeAllGetIt) {
 }
 
 TEST_F(Identity, MacIsZeroWithoutTheInterfaceAndWithoutASocket) {
-    m_switch->identity.tap0 = sim_switch::address({2, 1, 2, 3, 4, 5});
+    m_switch->identity.tap0 = 0x020102030405;
     std::array<uint8_t, 6> mac;
     mb_framer_get_eth0_mac(mac);
     EXPECT_EQ((std::array<uint8_t, 6>{2, 1, 2, 3, 4, 5}), mac);

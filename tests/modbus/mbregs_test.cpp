@@ -64,7 +64,7 @@ TEST_F(Registers, IdentityItemsStartAtTheirFirstRegisterOnly) {
     for (uint16_t i = 0; i < 12; i++) {
         m_switch->identity.header_a[i] = 0x1300 + i;
     }
-    m_switch->identity.tap0 = sim_switch::address({0x02, 0x11, 0x22, 0x33, 0x44, 0x55});
+    m_switch->identity.tap0 = 0x021122334455;
     m_switch.set_serial("SN1234");
     mb_init();
 
@@ -210,8 +210,9 @@ TEST_F(Registers, RedundancySummaryMapsItsFieldsAndStopsAtGaps) {
         m_switch->bridge_mode = c.mode;
         EXPECT_EQ(c.expected, read_one(2281)) << c.enabled << ' ' << c.mode;
     }
-    m_switch.redundant_ring(0).state = 1;
-    m_switch.redundant_ring(1).state = 7;
+    // address, state, words 14 and 18, byte 22, word 26, byte 30, word 34
+    m_switch.redundant_ring(0) = {0x010203040506, 1, 1, 0x101, 0x21, 1, 0xF0, 4, 0};
+    m_switch.redundant_ring(1) = {0xA1A2A3A4A5A6, 7, 2, 1, 0x22, 4, 0xF1, 0x104, 0};
     EXPECT_EQ((words{0, 1, 0, k_untouched, k_untouched}), read(2281, 5));
     EXPECT_EQ((words{0, k_untouched}), read(2284, 2));
     EXPECT_EQ((words{0, 0}), read(2285, 2));
@@ -221,17 +222,6 @@ TEST_F(Registers, RedundancySummaryMapsItsFieldsAndStopsAtGaps) {
     EXPECT_EQ((words{1, 0, k_untouched}), read(2285, 3));
     EXPECT_EQ((words{0, k_untouched}), read(2296, 2));
 
-    for (size_t i = 0; i < 2; i++) {
-        sim_redundant_ring &ring = m_switch.redundant_ring(i);
-        ring.word14 = i == 0 ? 1 : 2;
-        ring.word18 = i == 0 ? 0x101 : 1;
-        ring.byte22 = static_cast<uint32_t>(0x21 + i);
-        ring.byte30 = static_cast<uint32_t>(0xF0 + i);
-        ring.word26 = i == 0 ? 1 : 4;
-        ring.word34 = i == 0 ? 4 : 0x104;
-    }
-    m_switch.redundant_ring(0).address = sim_switch::address({1, 2, 3, 4, 5, 6});
-    m_switch.redundant_ring(1).address = sim_switch::address({0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6});
     EXPECT_EQ((words{1,    0,    0x0102, 0x0304, 0x0506, 0xA1A2, 0xA3A4, 0xA5A6, 0x21, 0xF0,
                      0x22, 0xF1, 0,      1,      2,      1,      1,      0,      0,    k_untouched}),
               read(2297, 20));
@@ -241,19 +231,9 @@ TEST_F(Registers, RedundancySummaryMapsItsFieldsAndStopsAtGaps) {
 TEST_F(Registers, RingGroupsShowTheConfiguredRingsInIdOrder) {
     const std::string name = "a name of thirty-three characters";
     ASSERT_EQ(33U, name.size());
-    sim_ring &first = m_switch.ring(7);
-    first.configured = 1;
-    first.word24 = 0x1FE;
-    first.value28 = 0xBEEF;
-    first.port1 = 9;
-    first.port1_state = 1;
-    first.port2 = 10;
-    first.port2_state = 2;
-    first.word60 = 4;
-    first.word72 = 1;
-    first.word133 = 1;
-    first.byte137 = 0xFF;
-    first.word141 = 0x345;
+    // state, word 24, value 28, port 1, its state, word 60, port 2, its state, word 72, configured, word 133,
+    // byte 137, word 141
+    m_switch.ring(7) = {0, 0x1FE, 0xBEEF, 9, 1, 4, 10, 2, 1, 1, 1, 0xFF, 0x345, {}};
     m_switch.set_ring_name(7, name);
     m_switch.ring(8).configured = 2; // not configured
     m_switch.ring(255).configured = 1;
@@ -285,7 +265,7 @@ TEST_F(Registers, RingGroupsShowTheConfiguredRingsInIdOrder) {
 
 TEST_F(Registers, MstPortsAreLaidOutInBits) {
     m_switch.mst(5).byte1 = 0x8C;
-    m_switch.mst(5).address = sim_switch::address({0, 1, 2, 3, 4, 5});
+    m_switch.mst(5).address = 0x000102030405;
     struct {
         sim_mst_port port;
         uint8_t low;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "lib/base/bytes.h"
 #include "lib/sasi/sasi.h"
 #include "sim/device.h"
 #include "sim/state_file.h"
@@ -84,11 +83,6 @@ public:
         uint8_t(&text)[k_sim_serial_size] = state().identity.serial;
         std::fill(std::begin(text), std::end(text), uint8_t{0});
         std::copy_n(serial.begin(), std::min(serial.size(), k_sim_serial_size - 1), text);
-    }
-
-    /// A 6-byte address as the state keeps it.
-    static uint64_t address(const std::array<uint8_t, 6> &bytes) {
-        return (uint64_t{get_be16(bytes.data())} << 32) | get_be32(bytes.data() + 2);
     }
 
 private:
