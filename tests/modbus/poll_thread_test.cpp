@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <future>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -17,16 +16,13 @@
 
 namespace {
 
-int64_t thread_count() {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return std::distance(begin(tasks), end(tasks));
-}
+int thread_count() { return std::stoi(proc_status("/proc/self", "Threads:")); }
 
 /// The main thread and those that a sanitizer or an emulator starts with a program's first thread.
-int64_t threads_beside_the_tests() {
+int threads_beside_the_tests() {
     std::promise<void> counted;
     std::thread first([&] { counted.get_future().wait(); });
-    const int64_t count = thread_count() - 1;
+    const int count = thread_count() - 1;
     counted.set_value();
     first.join();
     return count;
@@ -63,7 +59,7 @@ TEST(RunState, AForkNeverInheritsItsMutexLocked) {
 
 TEST(PollThread, KeepsTheRunStateAndIsReplacedWhenItEnds) {
     in_fresh_process([] {
-        const int64_t own_threads = threads_beside_the_tests();
+        const int own_threads = threads_beside_the_tests();
         // Without a stack the thread ends at once, and leaves the state idle for the next one.
         for (int i = 0; i < 2; i++) {
             EXPECT_TRUE(start_poll_thread());

@@ -40,7 +40,9 @@ slave_process::slave_process(const std::function<void()> &prepare) : m_port(free
 
 slave_process::~slave_process() {
     ::kill(-m_pid, SIGKILL);
-    ::waitpid(m_pid, nullptr, 0);
+    int status = 0;
+    ::waitpid(m_pid, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status)) << "what prepared the slave has found something wrong";
     ::close(m_errors);
 }
 
