@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <ctime>
 #include <span>
-#include <string>
 #include <vector>
+
+// What was read of a switch, item by item.
 
 /// What one reading of the whole map gave.
 struct mb_image {
@@ -34,25 +35,6 @@ const mb_item &mb_item_of(mb_item_id id);
 
 /// How many elements the group of an item has.
 uint32_t mb_image_elements(mb_item_id id);
-
-/// Characters up to the first zero. Device text is anything: what is not printable ASCII becomes '?'.
-std::string mb_decode_text(mb_type type, std::span<const uint16_t> words);
-
-/// "00:11:22:33:44:55", of three registers.
-std::string mb_decode_address(std::span<const uint16_t> words);
-
-/// The number in one register, or in two with the high word first.
-uint32_t mb_decode_number(std::span<const uint16_t> words);
-
-/// The fields of one register of an MST instance's ports.
-struct mb_mst_port {
-    uint32_t port;
-    uint32_t bits_7_5;
-    uint32_t bits_4_3;
-    uint32_t bit_2;
-    uint32_t bits_1_0;
-};
-mb_mst_port mb_decode_mst_port(uint16_t word);
 
 /// Whether a ring group shows a ring. The flag alone does not tell: it reads 0 while the ring with ID 1 is
 /// off.

@@ -2,6 +2,8 @@
 
 #include "apps/mbshow/report.h"
 
+#include "apps/mbshow/decode.h"
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
 

@@ -3,6 +3,7 @@
 #include "apps/mbshow/report.h"
 
 #include "apps/common/text_append.h"
+#include "apps/mbshow/decode.h"
 
 #include <algorithm>
 
