@@ -135,8 +135,11 @@ bool parse_text(const sim_setting &setting, std::string_view text, sim_value &va
             return false;
         }
     }
+    if (text.empty() || text.size() > setting.limit) {
+        return false;
+    }
     std::memcpy(value.text, text.data(), std::min(text.size(), sizeof value.text));
-    return !text.empty() && text.size() <= setting.limit;
+    return true;
 }
 
 bool parse_words(const sim_setting &setting, std::string_view text, sim_value &value) {

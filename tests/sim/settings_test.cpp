@@ -181,7 +181,7 @@ TEST(Scenario, ErrorsNameFileAndLine) {
                 testing::StartsWith("file:2: port.1.link"));
     for (const char *line :
          {"after", "after -1", "after 1s", "after inf", "after nan", "every 0", "every 0.009",
-          "after 1 after 2", "every 1 every 2", "after 1 every", "port.1.link"}) {
+          "after 1 after 2", "every 1 every 2", "after 1 every", "port.1.link", "identity.serial"}) {
         EXPECT_THAT(scenario_error(std::string("\n") + line), testing::StartsWith("file:2: ")) << line;
     }
 }
