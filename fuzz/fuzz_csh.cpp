@@ -1,7 +1,8 @@
 // Hostile messages to the shell's server, beside a model of the busy mark and of the client table: what is
 // answered, with which code, that nothing but output files of clients is opened, and that nothing is done for
 // who names another process than its own. The bits of a message's flag say who sends it: 2 a user, otherwise
-// root; the sign another process.
+// root; the sign another process; 4 that
+// it is a reply of the server's own that has come back.
 
 #include "lib/cli/cli_help.h"
 #include "lib/cli/cli_output.h"
@@ -18,11 +19,15 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int k_socket = 1000;
+constexpr int32_t k_messages_max = 16; // in a run: more of them find nothing that these do not
+constexpr sockaddr_un k_own_address = {AF_UNIX, "/tmp/csh_serv"};
+constexpr sockaddr_un k_client_address = {AF_UNIX, "/tmp/csh_client_2"};
 constexpr int32_t k_code_of_service = 7;
 
 const uint8_t *s_input; // what is left of it
@@ -46,6 +51,8 @@ bool is_alive(int32_t pid) { return pid % 2 == 0; }
 ucred sender_of(const csh_message &request) {
     return {request.flag < 0 ? request.pid ^ 1 : request.pid, (request.flag & 2) != 0 ? 1000U : 0U, 0};
 }
+
+bool is_returned(const csh_message &request) { return (request.flag & 4) != 0; }
 
 bool speaks_for_itself(const csh_message &request) {
     return (request.flag & 2) == 0 || (request.flag >= 0 && request.pid != 0);
@@ -150,6 +157,14 @@ int output_file() {
     return s_file;
 }
 
+void serve_one() {
+    s_replies = 0;
+    s_serving = true;
+    servMessageDispatcher(k_socket);
+    s_serving = false;
+    require(s_replies == (is_returned(s_request) ? 0 : 1));
+}
+
 bool set_up() {
     csh_services services = {};
     services.query = query;
@@ -175,6 +190,9 @@ ssize_t __wrap_recvmsg(int fd, msghdr *header, int) {
     std::memcpy(&s_request, s_input, length);
     s_input += length;
     std::memcpy(header->msg_iov->iov_base, &s_request, length);
+    require(header->msg_namelen == sizeof(sockaddr_un));
+    std::memcpy(header->msg_name, is_returned(s_request) ? &k_own_address : &k_client_address,
+                sizeof(sockaddr_un));
     const ucred sender = sender_of(s_request);
     cmsghdr *const control = CMSG_FIRSTHDR(header);
     require(control != nullptr && header->msg_controllen >= CMSG_SPACE(sizeof sender));
@@ -191,6 +209,16 @@ ssize_t __wrap_sendto(int fd, const void *buffer, size_t size, int, const sockad
     std::memcpy(&reply, buffer, sizeof reply);
     check_reply(reply);
     return static_cast<ssize_t>(size);
+}
+
+int __real_getsockname(int fd, sockaddr *address, socklen_t *length);
+int __wrap_getsockname(int fd, sockaddr *address, socklen_t *length) {
+    if (fd != k_socket) {
+        return __real_getsockname(fd, address, length);
+    }
+    std::memcpy(address, &k_own_address, std::min<size_t>(*length, sizeof k_own_address));
+    *length = sizeof k_own_address;
+    return 0;
 }
 
 int __real_open(const char *path, int flags, ...);
@@ -241,13 +269,16 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     require(s_set_up);
     s_input = data;
     s_end = data + size;
-    while (s_input < s_end) {
-        s_replies = 0;
-        s_serving = true;
-        servMessageDispatcher(k_socket);
-        s_serving = false;
-        require(s_replies == 1);
+    for (int32_t messages = 0; s_input < s_end && messages < k_messages_max; messages++) {
+        serve_one();
     }
+    // No run depends on what the one before has left.
+    std::array<uint8_t, 1 + sizeof s_request.type> release = {1};
+    std::memcpy(release.data() + 1, &k_csh_release_busy, sizeof k_csh_release_busy);
+    s_input = release.data();
+    s_end = s_input + release.size();
+    serve_one();
+    require(!s_busy);
     return 0;
 }
 }

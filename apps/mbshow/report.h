@@ -12,7 +12,7 @@ struct mb_report {
     const mb_image *before;
 };
 
-/// The switch in words, at most 100 columns wide.
+/// The switch in words, at most 100 columns wide as long as its own texts and numbers fit their columns.
 std::string mb_report_text(const mb_report &report);
 
 /// The switch as one JSON object in the order of the map, keyed by the names in the map's rows; `indent`
