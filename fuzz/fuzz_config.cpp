@@ -1,6 +1,7 @@
 // A damaged saved configuration, replayed through the real commands, beside a plain reading of it: which
 // lines are run, in which mode, and which ones are told to have failed.
 
+#include "lib/cli/cli_config.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cmds/cmds_system.h"
 
