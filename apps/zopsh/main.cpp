@@ -19,11 +19,12 @@ constexpr int k_status_failed = 1;
 constexpr int k_status_not_begun = 2; // wrong options, or no server
 
 constexpr const char *k_usage =
-    "usage: zopsh [-c LINE]... [--config] [--no-pager] [--timeout SECONDS]\n"
+    "usage: zopsh [-c LINE]... [--config | --user] [--no-pager] [--timeout SECONDS]\n"
     "Opens the switch's command shell. Without -c, lines come from standard input.\n"
     "\n"
     "  -c LINE             runs the line, and the next one; nothing is read then\n"
     "  --config            begins in the configuration\n"
+    "  --user              lists and takes the commands of users alone, who only look\n"
     "  --no-pager          shows all output at once, as where it goes to a file\n"
     "  --timeout SECONDS   how long an answer is waited for, 1 to 3600; 30 otherwise\n"
     "  --help              shows this text\n"
@@ -35,6 +36,7 @@ constexpr const char *k_usage =
 struct options {
     std::vector<std::string> lines;
     int32_t mode_id = k_mode_exec;
+    bool user_only = false;
     bool pager = true;
     int timeout_seconds = 30;
 };
@@ -48,11 +50,10 @@ int usage(std::FILE *out, int status) {
 
 /// Returns -1 to go on, otherwise the status to leave with.
 int parse(int argc, char **argv, options *wanted) {
-    constexpr option k_options[] = {{"config", no_argument, nullptr, 'g'},
-                                    {"no-pager", no_argument, nullptr, 'p'},
-                                    {"timeout", required_argument, nullptr, 't'},
-                                    {"help", no_argument, nullptr, 'h'},
-                                    {nullptr, 0, nullptr, 0}};
+    constexpr option k_options[] = {
+        {"config", no_argument, nullptr, 'g'},   {"user", no_argument, nullptr, 'u'},
+        {"no-pager", no_argument, nullptr, 'p'}, {"timeout", required_argument, nullptr, 't'},
+        {"help", no_argument, nullptr, 'h'},     {nullptr, 0, nullptr, 0}};
     for (int letter = 0; (letter = getopt_long(argc, argv, "c:", k_options, nullptr)) != -1;) {
         switch (letter) {
         case 'c':
@@ -60,6 +61,9 @@ int parse(int argc, char **argv, options *wanted) {
             break;
         case 'g':
             wanted->mode_id = k_cli_mode_config;
+            break;
+        case 'u':
+            wanted->user_only = true;
             break;
         case 'p':
             wanted->pager = false;
@@ -75,7 +79,8 @@ int parse(int argc, char **argv, options *wanted) {
             return usage(stderr, k_status_not_begun);
         }
     }
-    return optind < argc ? usage(stderr, k_status_not_begun) : -1;
+    const bool contradicts = wanted->user_only && wanted->mode_id != k_mode_exec;
+    return optind < argc || contradicts ? usage(stderr, k_status_not_begun) : -1;
 }
 
 /// Whether somebody types the lines, one after what became of the other. A script is given up as a whole.
@@ -84,7 +89,7 @@ bool is_for_person(const options &wanted) {
 }
 
 int run(shell *sh, const options &wanted) {
-    if (shell_register(sh, wanted.mode_id) != line_result::done) {
+    if (shell_register(sh, cmds_session_in(wanted.mode_id, wanted.user_only)) != line_result::done) {
         return k_status_not_begun;
     }
     bool done = false;

@@ -134,9 +134,9 @@ line_result execute(shell *sh, const std::string &line) {
 
 } // namespace
 
-line_result shell_register(shell *sh, int32_t mode_id) {
+line_result shell_register(shell *sh, const cli_session &session) {
     csh_message message{};
-    sh->session = cmds_session_in(mode_id);
+    sh->session = session;
     const exchange_result what = transport_exchange(k_csh_register, "", &message);
     if (what != exchange_result::done) {
         std::fprintf(stderr, "zopsh: %s\n", transport_words(what));

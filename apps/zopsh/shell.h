@@ -25,9 +25,8 @@ struct shell {
     std::string question; // what the next line is the answer to, when it is one
 };
 
-/// Registers with the server, for a session that begins in a mode. Returns done, or no_server after saying
-/// why.
-[[nodiscard]] line_result shell_register(shell *sh, int32_t mode_id);
+/// Registers with the server, for a session that begins so. Returns done, or no_server after saying why.
+[[nodiscard]] line_result shell_register(shell *sh, const cli_session &session);
 
 /// Runs a line, shows its output, and says what is wrong with it when nothing fits, or an argument does not.
 /// A line that ends in '?' is a question: what can stand there is listed.

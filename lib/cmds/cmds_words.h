@@ -12,7 +12,7 @@ struct cmds_word {
 /// Words that mean the same in every family; a family's own texts go first.
 inline constexpr cmds_word k_cmds_shared_words[] = {
     {"no", "Take a setting back."},
-    {"show", "Show a state."},
+    {"show", "Show the state of the switch."},
     {"enable", "Switch it on."},
     {"(enable|disable)", "On or off."},
     {"VLANID", "A VLAN, 1 to 4094."},

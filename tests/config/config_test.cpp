@@ -1,7 +1,16 @@
+// The store of settings, and how it is saved.
+
+#include "lib/base/result.h"
 #include "lib/config/config_file.h"
 
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <memory>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -35,6 +44,101 @@ std::string differences(const config_store &a, const config_store &b) {
         &text);
     return text;
 }
+
+// ---- saving; the linker leads the calls of the library here
+
+int s_step = 0;            // calls so far
+int s_fails_at = 0;        // the call of this number, from 1, fails; 0: none
+bool s_power_goes = false; // instead of failing, everything ends there
+
+bool fails() {
+    if (++s_step != s_fails_at) {
+        return false;
+    }
+    if (s_power_goes) {
+        ::_exit(1);
+    }
+    errno = ENOSPC;
+    return true;
+}
+
+} // namespace
+
+extern "C" {
+ssize_t __real_write(int fd, const void *bytes, size_t size);
+ssize_t __wrap_write(int fd, const void *bytes, size_t size) {
+    return fails() ? -1 : __real_write(fd, bytes, size);
+}
+int __real_fsync(int fd);
+int __wrap_fsync(int fd) { return fails() ? -1 : __real_fsync(fd); }
+int __real_rename(const char *from, const char *to);
+int __wrap_rename(const char *from, const char *to) { return fails() ? -1 : __real_rename(from, to); }
+}
+
+namespace {
+
+std::string read_file(const std::filesystem::path &path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+constexpr int k_save_steps = 4; // written, on the disk, in the old one's place, and that on the disk, too
+
+class ConfigSave : public testing::Test {
+protected:
+    ConfigSave() {
+        std::filesystem::create_directory(m_folder);
+        std::ofstream(m_file) << "old\n";
+        s_step = 0;
+        EXPECT_TRUE(put(*m_store, k_config_global, 1, "", "new"));
+    }
+    ~ConfigSave() override {
+        s_fails_at = 0;
+        std::filesystem::remove_all(m_folder);
+    }
+
+    const std::filesystem::path m_folder = testing::TempDir() + "zop_config_" + std::to_string(::getpid());
+    const std::filesystem::path m_file = m_folder / "saved";
+    const owned_store m_store{config_new()};
+};
+
+TEST_F(ConfigSave, ADiskThatFailsLosesNothing) {
+    for (s_fails_at = 1; s_fails_at < k_save_steps; s_fails_at++) {
+        s_step = 0;
+        EXPECT_FALSE(config_save(*m_store, m_file.c_str())) << s_fails_at;
+        EXPECT_EQ(errno, ENOSPC);
+        EXPECT_EQ(read_file(m_file), "old\n");
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1)
+            << "nothing is left beside it";
+    }
+    s_step = 0;
+    EXPECT_FALSE(config_save(*m_store, m_file.c_str())) << "it may not be there after the next start";
+    s_fails_at = 0;
+    std::filesystem::permissions(m_file, std::filesystem::perms::all);
+    EXPECT_TRUE(config_save(*m_store, m_file.c_str()));
+    EXPECT_EQ(read_file(m_file), "new\n");
+    EXPECT_EQ(std::filesystem::status(m_file).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    EXPECT_FALSE(config_save(*m_store, (m_folder / "none" / "saved").c_str()));
+}
+
+TEST_F(ConfigSave, PowerThatGoesLeavesTheOldOneOrTheNew) {
+    for (s_fails_at = 1; s_fails_at <= k_save_steps; s_fails_at++) {
+        std::ofstream(m_file) << "old\n";
+        const pid_t child = ::fork();
+        if (child == 0) {
+            s_power_goes = true;
+            ignore_result(config_save(*m_store, m_file.c_str()));
+            ::_exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(WEXITSTATUS(status), 1) << "this step is never reached";
+        EXPECT_EQ(read_file(m_file), s_fails_at < k_save_steps ? "old\n" : "new\n");
+    }
+}
+
+// ---- the store
 
 TEST(Config, StandsInOneOrderHoweverItWasTyped) {
     const owned_store store(config_new());
