@@ -7,7 +7,9 @@
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/cli_tree.h"
 #include "lib/cli/cli_tree_nodes.h"
+#include "lib/cli/screen_length.h"
 #include "lib/cmds/cmds_session.h"
+#include "lib/cmds/cmds_system.h"
 #include "tests/support/syslog_capture.h"
 
 #include <algorithm>
@@ -15,9 +17,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <list>
 #include <string>
+#include <tuple>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -115,20 +118,19 @@ cli_command command(const char *words, const char *pattern, cli_handler_fn handl
     return {words, mask, 0, pattern, handler, {}};
 }
 
-struct word_case {
-    const char *pattern;
-    std::vector<const char *> accepted;
-    std::vector<const char *> refused;
-};
-
 TEST(CliMatch, TypesRangesAndAlternatives) {
     const std::string huge = "4294967297";
     const std::string wider(400, '9');
-    const word_case cases[] = {
+    using words = std::vector<const char *>;
+    const std::tuple<const char *, words, words> cases[] = {
         {"VLANID", {"1", "4094", "0004094"}, {"0", "4095", "-1", "1x", huge.c_str(), wider.c_str()}},
         {"DATE", {"1/2/3", "-1/+2/3x", "99/99/9999/"}, {"1/2", "1/2/", "a/1/2", "1-2-3"}},
         {"TIME", {"1:2:3", "99:99:99rest"}, {"1:2", "1:2:x", "1/2/3"}},
         {"GROUP_ID", {"0", "007"}, {"-1", "1a", "\xb2"}},
+        {"VALUE", {"007"}, {"-1"}},
+        {"PRIORITY", {"007"}, {"-1"}},
+        {"QUEUE_ID", {"007"}, {"-1"}},
+        {"RATE_LIMIT", {"007"}, {"-1"}},
         {"HEX_VALUE", {"zz1", "0x", "f"}, {"zz", "-", "\xe9"}},
         {"IPADDR",
          {"1.2.3.4", "999.1.1.1", "000.0.00.0"},
@@ -153,23 +155,18 @@ TEST(CliMatch, TypesRangesAndAlternatives) {
         {"(enable|disable)", {"enable", "disable"}, {"en", "enabled", "enable|disable", "(enable|disable)"}},
         {"terminal", {"t", "terminal"}, {"terminals", "T", "erminal"}},
     };
-    for (const word_case &c : cases) {
-        const cli_pattern_word pattern = cli_classify(c.pattern);
-        for (const char *input : c.accepted) {
-            EXPECT_TRUE(cli_prefix_match(input, pattern)) << c.pattern << " " << input;
+    for (const auto &[text, accepted, refused] : cases) {
+        for (const char *input : accepted) {
+            EXPECT_TRUE(cli_prefix_match(input, cli_classify(text))) << text << " " << input;
         }
-        for (const char *input : c.refused) {
-            EXPECT_FALSE(cli_prefix_match(input, pattern)) << c.pattern << " " << input;
+        for (const char *input : refused) {
+            EXPECT_FALSE(cli_prefix_match(input, cli_classify(text))) << text << " " << input;
         }
     }
     for (const char *type :
          {"STRINGS", "COMMUNITY", "IFNAME", "IPv6_URL_PATH", "LEVEL", "MONITORMODE", "PORT_ID", "PORTLISTS",
           "VERSION", "VIEW_NAME_32", "VLANLISTS", "OID", "URL_PATH"}) {
         EXPECT_TRUE(cli_prefix_match("\xff;%", cli_classify(type))) << type;
-    }
-    for (const char *type : {"GROUP_ID", "VALUE", "PRIORITY", "QUEUE_ID", "RATE_LIMIT"}) {
-        EXPECT_TRUE(cli_prefix_match("007", cli_classify(type))) << type;
-        EXPECT_FALSE(cli_prefix_match("-1", cli_classify(type))) << type;
     }
     // The exact match takes any number in range, but only the whole text of alternatives.
     EXPECT_TRUE(cli_exact_match("+5x", cli_classify("<1-60>")));
@@ -179,35 +176,30 @@ TEST(CliMatch, TypesRangesAndAlternatives) {
 }
 
 TEST(CliParser, AbbreviationsAmbiguityAndExactWords) {
-    commands run_line{
-        command("configure terminal", nullptr, run<'c'>),
-        command("copy", nullptr, run<'p'>),
-        command("vlan", "VLANID", run<'v'>),
-        command("vlan-stacking", nullptr, run<'s'>),
-        command("show version", nullptr, run<'a'>),
-        command("show vlan", nullptr, run<'b'>),
-        command("clear x", nullptr, run<'x'>, 0x8),
-        command("clear xy", nullptr, run<'y'>,
-                0xC), // through the node "clear", which the first one keeps to mode 0x8
-    };
-    run_line.check({
-        {"con t", "c"},
-        {" configure\tterminal ; as a comment", "c"},
-        {"co t", "-"}, // configure, copy
-        {"cop", "p"},
-        {"vlan 3", "v: 3"}, // exact among two
-        {"vla 3", "-"},
-        {"vlan-", "s"},
-        {"show v", "-"},
-        {"show ver", "a"},
-        {"sh vl", "b"},
-        {"vlan 4095", "s: 4095"}, // fits the longer keyword, which takes anything
-        {"vlan", "s"},
-        {"vlan 3 4", "s: 3 4"},
-        {"unknown", "-"},
-        {"clear xy", "y"},
-        {"clear x", "y"}, // the shorter one is not of this mode, and does not make it ambiguous
-    });
+    // The last one goes through the node "clear", which the one before keeps to mode 0x8.
+    commands run_line{command("configure terminal", nullptr, run<'c'>),
+                      command("copy", nullptr, run<'p'>),
+                      command("vlan", "VLANID", run<'v'>),
+                      command("vlan-stacking", nullptr, run<'s'>),
+                      command("show version", nullptr, run<'a'>),
+                      command("show vlan", nullptr, run<'b'>),
+                      command("clear x", nullptr, run<'x'>, 0x8),
+                      command("clear xy", nullptr, run<'y'>, 0xC)};
+    run_line.check({{"con t", "c"},
+                    {" configure\tterminal ; as a comment", "c"},
+                    {"co t", "-"},
+                    {"cop", "p"},
+                    {"vla 3", "-"},
+                    {"vlan-", "s"},
+                    {"show v", "-"},
+                    {"show ver", "a"},
+                    {"sh vl", "b"},
+                    {"unknown", "-"},
+                    {"clear xy", "y"}});
+    // "vlan" is exact among two; what its pattern refuses fits the longer keyword, which takes anything.
+    run_line.check({{"vlan 3", "v: 3"}, {"vlan 4095", "s: 4095"}, {"vlan", "s"}, {"vlan 3 4", "s: 3 4"}});
+    // The shorter one is not of this mode, and does not make it ambiguous.
+    run_line.check({{"clear x", "y"}});
     run_line.session.mode_mask = 0xC; // now both can be meant, and "x" is exact
     EXPECT_EQ("x", run_line("clear x"));
     run_line.session.mode_id = 99999; // nothing is installed there
@@ -225,30 +217,25 @@ TEST(CliParser, AmbiguityIsDecidedAtTheSecondWordThatFits) {
 }
 
 TEST(CliParser, CandidatesFallbackAndWrongArguments) {
-    commands run_line{
-        command("show port", nullptr, run<'n'>),
-        command("show port", "<1-12>", run<'p'>),
-        command("show port", "<1-12> detail", run<'d'>),
-        command("reload", nullptr, run<'r'>),
-        command("reload", "IPADDR", nullptr), // declared, not handled
-        command("set", "VALUE", refuse),
-        command("broken", nullptr, nullptr),
-    };
-    run_line.check({
-        {"show port", "n"},
-        {"show port 12", "p: 12"},
-        {"show port 12 det", "d: 12 det"},
-        {"show port 13", "W"},       // the last one compared, "<1-12>", failed
-        {"show port 12 other", "W"}, // "... detail" failed
-        {"show port 12 detail x",
-         "n: 12 detail x"}, // all that was compared fits, none in number: the fallback
-        {"reload now", "W"},
-        {"reload 1.2.3.4", "r: 1.2.3.4"}, // the one that fits has no handler
-        {"reload 1.2.3.4 x", "r: 1.2.3.4 x"},
-        {"set 5", "W"}, // by the handler
-        {"broken", "-"},
-        {"broken 5", "-"},
-    });
+    commands run_line{command("show port", nullptr, run<'n'>),
+                      command("show port", "<1-12>", run<'p'>),
+                      command("show port", "<1-12> detail", run<'d'>),
+                      command("reload", nullptr, run<'r'>),
+                      command("reload", "IPADDR", nullptr), // declared, not handled
+                      command("set", "VALUE", refuse),
+                      command("broken", nullptr, nullptr)};
+    run_line.check({{"show port", "n"},
+                    {"show port 12", "p: 12"},
+                    {"show port 12 det", "d: 12 det"},
+                    {"reload 1.2.3.4", "r: 1.2.3.4"},
+                    {"reload 1.2.3.4 x", "r: 1.2.3.4 x"},
+                    {"set 5", "W"},
+                    {"broken", "-"},
+                    {"broken 5", "-"}});
+    // The last one compared failed.
+    run_line.check({{"show port 13", "W"}, {"show port 12 other", "W"}, {"reload now", "W"}});
+    // All that was compared fits, none in number: the fallback.
+    run_line.check({{"show port 12 detail x", "n: 12 detail x"}});
     commands failing{command("fail", nullptr, fail)};
     EXPECT_EQ(7, cli_session_execute(&failing.session, "fail"));
     EXPECT_EQ("", taken(s_printed));
@@ -264,23 +251,22 @@ TEST(CliParser, LimitsOfLinesAndDeclarations) {
     for (int i = 0; i < 19; i++) {
         all_strings += "STRINGS ";
     }
-    commands run_line{
-        command(longest.c_str(), nullptr, run<'l'>),
-        command(too_long.c_str(), nullptr, run<'x'>),
-        command(twenty.c_str(), nullptr, run<'t'>),
-        command(twenty.c_str(), "u", run<'u'>),
-        command("echo", all_strings.c_str(), run<'e'>),
-        command("echo", all_strings.c_str(), run<'f'>),
-        command("twice", nullptr, run<'1'>),
-        command("twice", nullptr, run<'2'>),
-        command(" ; only a comment", nullptr, run<'c'>),
-    };
+    commands run_line{command(longest.c_str(), nullptr, run<'l'>),
+                      command(too_long.c_str(), nullptr, run<'x'>),
+                      command(twenty.c_str(), nullptr, run<'t'>),
+                      command(twenty.c_str(), "u", run<'u'>),
+                      command("echo", all_strings.c_str(), run<'e'>),
+                      command("echo", all_strings.c_str(), run<'f'>),
+                      command("twice", nullptr, run<'1'>),
+                      command("twice", nullptr, run<'2'>),
+                      command(" ; only a comment", nullptr, run<'c'>)};
     EXPECT_EQ((std::vector<int32_t>{0, -1, 0, -1, 0, -1, 0, 0, -1}), run_line.results);
-    EXPECT_EQ("1", run_line("twice"));      // of equal ones the first installed
-    EXPECT_EQ("2: x", run_line("twice x")); // of fallbacks the last
-    EXPECT_EQ("e: 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20",
-              run_line("echo 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22"));
-    EXPECT_EQ("-", run_line("echo " + std::string(5000, 'x')));
+    // Of equal ones the first installed, of fallbacks the last.
+    run_line.check({{"twice", "1"},
+                    {"twice x", "2: x"},
+                    {"echo " + std::string(5000, 'x'), "-"},
+                    {"echo 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22",
+                     "e: 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20"}});
 }
 
 TEST(CliParser, SessionsKeepWhatHandlersChange) {
@@ -312,13 +298,7 @@ int32_t read_session(int32_t /*argc*/, const char *const * /*argv*/) {
 }
 
 TEST(CmdsSession, HandlersSeeOnlyWhatASessionCanHold) {
-    struct session_case {
-        int32_t mode_id;
-        int32_t ports;
-        int32_t vlan;
-        const char *seen;
-    };
-    const session_case cases[] = {
+    const std::tuple<int32_t, int32_t, int32_t, const char *> cases[] = {
         {k_mode_vlan, 0x1FFE, 4094, "8190 4094 vlan"},
         {k_mode_exec, 0x1FFF, 4095, "0 4095 exec"},
         {INT32_MIN, 0x2002, 0, "0 0 exec"},
@@ -326,28 +306,62 @@ TEST(CmdsSession, HandlersSeeOnlyWhatASessionCanHold) {
         {k_cli_mode_config, 2, 1, "2 1 config"},
     };
     static const cli_command reads = command("read", nullptr, read_session, 0x80000000);
-    for (const session_case &c : cases) {
-        ASSERT_EQ(0, cli_install(c.mode_id, &reads));
-        cli_session session = {UINT32_MAX, c.mode_id, 0, {c.ports, c.vlan, -1}, INT32_MIN};
+    for (const auto &[mode_id, ports, vlan, seen] : cases) {
+        ASSERT_EQ(0, cli_install(mode_id, &reads));
+        cli_session session = {UINT32_MAX, mode_id, 0, {ports, vlan, -1}, INT32_MIN};
         EXPECT_EQ(0, cli_session_execute(&session, "read"));
-        EXPECT_EQ(c.seen, s_seen);
-        session.node_kind = c.ports; // none of these is a kind
-        EXPECT_EQ(-1, cli_session_execute(&session, "read")) << c.ports;
+        EXPECT_EQ(seen, s_seen);
+        session.node_kind = ports; // none of these is a kind
+        EXPECT_EQ(-1, cli_session_execute(&session, "read")) << ports;
     }
 }
 
-TEST(CliHelp, ListsWhatCanFollow) {
-    static cli_command rows[] = {
-        command("show vlan", nullptr, run<'v'>),    command("show vlan", "VLANID", run<'i'>),
-        command("show version", nullptr, run<'e'>), command("set", "(on|off)", run<'s'>),
-        command("hidden", nullptr, run<'h'>, 0x8),
+TEST(CmdsSystem, ShowsAndEnters) {
+    ASSERT_EQ(0, cmds_system_install());
+    EXPECT_EQ(-1, cmds_system_install());
+    cli_session session = cmds_session_in(k_mode_exec);
+    const auto run_line = [&](const std::string &line) {
+        const int32_t result = cli_session_execute(&session, line.c_str());
+        return std::to_string(result) + taken(s_printed);
     };
-    rows[2].help[0] = "Show."; // the first one in the order of the words
-    rows[0].help[2] = "<cr>            Show all.\n  [VLANID]        Show one.";
-    rows[1].help[1] = "VLANs.";
-    rows[1].help[2] = "A number.";
-    rows[1].help[3] = "<cr>";
-    commands in({rows[0], rows[1], rows[2], rows[3], rows[4]});
+    const std::string silent = " +: the switch does not answer\n";
+    EXPECT_THAT(run_line("show system-info"),
+                testing::MatchesRegex("0System name +: [^\n]+\nSoftware version +: [0-9.]+\nDevice type" +
+                                      silent + "IP address" + silent + "Subnet mask" + silent +
+                                      "System up for +: [0-9]+ days, [0-9]{2}:[0-9]{2}:[0-9]{2}\n"));
+    run_line("configure terminal");
+    EXPECT_EQ("0", run_line("vlan 4094"));
+    EXPECT_EQ(k_mode_vlan, session.mode_id);
+    EXPECT_EQ(4094, session.values[1]);
+    EXPECT_EQ("0", run_line("exit"));
+    const std::pair<const char *, int32_t> lists[] = {
+        {"1", 0x2}, {"12", 0x1000}, {"1,3-5", 0x3A}, {"2-2,1-12", 0x1FFE}, {"0", 0},   {"13", 0}, {"5-3", 0},
+        {"1-", 0},  {"-1", 0},      {"1,", 0},       {"1.2", 0},           {"1-13", 0}};
+    for (const auto &[list, ports] : lists) {
+        session = cmds_session_in(k_cli_mode_config);
+        EXPECT_EQ(ports != 0 ? "0" : "-6% Ports are 1 to 12, as in 1,3-5\n",
+                  run_line("interface range gigabitethernet1/0/ " + std::string(list)));
+        EXPECT_EQ(ports, session.values[0]) << list;
+    }
+    session.values[2] = k_screen_length_min;
+    EXPECT_EQ(2, cmds_screen_length(session));
+    EXPECT_EQ("0", run_line("end"));
+    EXPECT_EQ("0", run_line("exit"));
+    EXPECT_EQ(0x1012e, cli_last_status());
+}
+
+TEST(CliHelp, ListsWhatCanFollow) {
+    // "Show." comes from the first one in the order of the words.
+    commands in{{"show vlan",
+                 0x4,
+                 0,
+                 nullptr,
+                 run<'v'>,
+                 {nullptr, nullptr, "<cr>            Show all.\n  [VLANID]        Show one."}},
+                {"show vlan", 0x4, 0, "VLANID", run<'i'>, {nullptr, "VLANs.", "A number.", "<cr>"}},
+                {"show version", 0x4, 0, nullptr, run<'e'>, {"Show."}},
+                command("set", "(on|off)", run<'s'>),
+                command("hidden", nullptr, run<'h'>, 0x8)};
     const auto listed = [&](int32_t offset, std::vector<const char *> words) {
         const int32_t lines =
             cli_list_next_words(in.session, offset, static_cast<int32_t>(words.size()), words.data());

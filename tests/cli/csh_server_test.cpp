@@ -303,23 +303,20 @@ void speak_for_others() {
 }
 
 void apply_addresses() {
-    fs::create_directories("/var/run");
-    std::ofstream("/var/run/udhcpc.pid") << "1";
     csh_startup how = startup();
     how.ready = nullptr;
-    {
+    const auto last_step = [&how] {
         const server running(how);
-        client c;
-        EXPECT_EQ(1, c.exchange(request(99)).type);
-        EXPECT_TRUE(content("/tmp/steps").ends_with("up\nkill -SIGUSR1 `cat /var/run/udhcpc.pid`\n"));
-        EXPECT_EQ("", content("/tmp/said"));
-    }
+        EXPECT_EQ(1, client().exchange(request(99)).type);
+        return content("/tmp/steps");
+    };
+    fs::create_directories("/var/run");
+    std::ofstream("/var/run/udhcpc.pid") << "1";
+    EXPECT_TRUE(last_step().ends_with("up\nkill -SIGUSR1 `cat /var/run/udhcpc.pid`\n"));
+    EXPECT_EQ("", content("/tmp/said"));
     how.uses_dhcp = nullptr;
     how.apply_static_address = [] { note_step("static"); };
-    const server running(how);
-    client c;
-    EXPECT_EQ(1, c.exchange(request(99)).type);
-    EXPECT_TRUE(content("/tmp/steps").ends_with("up\nstatic\n"));
+    EXPECT_TRUE(last_step().ends_with("up\nstatic\n"));
 }
 
 void refuse_planted_files() {

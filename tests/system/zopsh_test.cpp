@@ -6,7 +6,6 @@
 #include "tests/support/eventually.h"
 #include "tests/support/private_scenario.h"
 
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -136,13 +135,7 @@ void run_scripts() {
     EXPECT_EQ(2, zopsh({"-c", "show version"}).status) << "no server";
     EXPECT_EQ(2, zopsh({"--timeout", "0"}).status);
     management server;
-    command_result result = zopsh({"-c", "show system-info"});
-    EXPECT_THAT(result.output, MatchesRegex("System name +: [^\n]+\nSoftware version +: [0-9.]+\n"
-                                            "Device type +: the switch does not answer\n"
-                                            "IP address +: the switch does not answer\n"
-                                            "Subnet mask +: the switch does not answer\n"
-                                            "System up for +: [0-9]+ days, [0-9:]{8}\n"));
-    result = zopsh({"-c", "conf t", "-c", "vlan 12", "-c", "show cpu load", "-c", "end"});
+    command_result result = zopsh({"-c", "conf t", "-c", "vlan 12", "-c", "show cpu load", "-c", "end"});
     EXPECT_EQ(0, result.status);
     EXPECT_THAT(result.output, MatchesRegex("CPU load +: [0-9]+\\.[0-9]{2} %\n"));
 
@@ -373,9 +366,7 @@ void meet_odd_servers() {
         EXPECT_EQ(572, ::recv(fd, &message, sizeof message, 0));
         ::close(fd);
     });
-    const auto start = std::chrono::steady_clock::now();
     const command_result result = zopsh({"-c", "show version"});
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << "not the time limit";
     EXPECT_EQ(2, result.status);
     EXPECT_EQ("zopsh: the shell's server has ended over the request\n", result.output);
     dying.join();
