@@ -1,3 +1,5 @@
+// The log lines, the list and the hash table that the library shares.
+
 #include "lib/base/log.h"
 #include "lib/ipc/ipc_hash.h"
 #include "lib/ipc/ipc_list.h"
