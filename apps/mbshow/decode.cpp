@@ -2,6 +2,8 @@
 
 #include "apps/common/text_append.h"
 
+#include <array>
+
 std::string mb_decode_text(mb_type type, std::span<const uint16_t> words) {
     std::string text;
     const size_t first = type == mb_type::wide_text ? 1 : 0;

@@ -63,42 +63,42 @@ TEST(Plan, ReadsEveryItemOnceAndWhole) {
 }
 
 TEST(Client, SaysWhatIsWrongWithAReply) {
-    struct damage_case {
-        const char *message;
-        void (*damage)(octets &);
+    octets good = {0, 1, 0, 0, 0, 23, 255, 4, 20};
+    good.resize(29);
+    const auto with = [&](size_t at, uint8_t value) {
+        octets reply = good;
+        reply[at] = value;
+        return reply;
     };
-    const damage_case cases[] = {
-        {"another transaction", [](octets &r) { r[1]++; }},
-        {"protocol identifier", [](octets &r) { r[3] = 1; }},
-        {"another unit", [](octets &r) { r[6] = 1; }},
-        {"another function", [](octets &r) { r[7] = 3; }},
-        {"byte count", [](octets &r) { r[8] = 18; }},
-        {"length that does not fit", [](octets &r) { r[5] = 2; }},
-        {"length that does not fit", [](octets &r) { r[5] = 255; }},
-        {"length that does not fit", [](octets &r) { r[4] = r[5] = 255; }},
-        {"length that does not fit", [](octets &r) { r[5]--; }},
-        {"byte count", // one register fewer, all lengths to match
-         [](octets &r) {
-             r.resize(r.size() - 2);
-             r[5] = 21;
-             r[8] = 18;
-         }},
-        {"registers 1001..1010 with exception 2", [](octets &r) { r = {0, 1, 0, 0, 0, 3, 255, 0x84, 2}; }},
-        {"length that does not fit", // an exception and more
-         [](octets &r) { r = {0, 1, 0, 0, 0, 4, 255, 0x84, 2, 0}; }},
-        {"no answer in time", [](octets &r) { r.resize(5); }},
-        {"no answer in time", [](octets &r) { r.pop_back(); }},
+    octets one_register_fewer = with(5, 21); // all lengths to match
+    one_register_fewer[8] = 18;
+    one_register_fewer.resize(27);
+    const struct {
+        const char *message;
+        octets reply;
+    } k_cases[] = {
+        {"another transaction", with(1, 2)},
+        {"protocol identifier", with(3, 1)},
+        {"another unit", with(6, 1)},
+        {"another function", with(7, 3)},
+        {"byte count", with(8, 18)},
+        {"byte count", one_register_fewer},
+        {"length that does not fit", with(5, 2)},
+        {"length that does not fit", with(5, 22)},
+        {"length that does not fit", with(5, 255)},
+        {"length that does not fit", with(4, 255)},
+        {"registers 1001..1010 with exception 2", {0, 1, 0, 0, 0, 3, 255, 0x84, 2}},
+        {"length that does not fit", {0, 1, 0, 0, 0, 4, 255, 0x84, 2, 0}}, // an exception and more
+        {"no answer in time", {0, 1, 0, 0, 0}},
+        {"no answer in time", octets(good.begin(), good.end() - 1)},
     };
     const listener server;
-    for (const damage_case &c : cases) {
+    for (const auto &c : k_cases) {
         mb_client client;
         client.timeout_ms = 200;
         ASSERT_TRUE(mb_client_connect(client, "127.0.0.1", server.port)) << client.error;
-        octets reply = {0, 1, 0, 0, 0, 23, 255, 4, 20};
-        reply.resize(29);
-        c.damage(reply);
         const unique_fd peer(::accept(server.socket.get(), nullptr, nullptr));
-        ASSERT_EQ(static_cast<ssize_t>(reply.size()), ::send(peer.get(), reply.data(), reply.size(), 0));
+        ASSERT_EQ(ssize_t(c.reply.size()), ::send(peer.get(), c.reply.data(), c.reply.size(), 0));
         std::array<uint16_t, 10> values;
         EXPECT_FALSE(mb_client_read_input(client, 1001, values)) << c.message;
         EXPECT_THAT(client.error, HasSubstr(c.message));
