@@ -6,6 +6,7 @@
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
+#include "lib/cli/screen_length.h"
 #include "lib/cmds/cmds_config.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_session.h"
@@ -14,7 +15,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <fstream>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -247,6 +248,35 @@ TEST_F(Commands, SettingsAreReplayedAsTheyWereTypedAndTakenBack) {
                 before);
         }
     }
+}
+
+TEST_F(Commands, ShowAndMove) {
+    EXPECT_EQ(cmds_install(), -1) << "installed already";
+    cli_session session = cmds_session_in(k_mode_exec);
+    const auto run_line = [&](const std::string &line) {
+        s_printed.clear();
+        return std::to_string(cli_session_execute(&session, line.c_str())) + s_printed;
+    };
+    const std::string silent = " +: the switch does not answer\n";
+    EXPECT_THAT(run_line("show system-info"),
+                testing::MatchesRegex("0System name +: [^\n]+\nSoftware version +: [0-9.]+\nDevice type" +
+                                      silent + "IP address" + silent + "Subnet mask" + silent +
+                                      "System up for +: [0-9]+ days, [0-9]{2}:[0-9]{2}:[0-9]{2}\n"));
+    run_line("configure terminal");
+    EXPECT_EQ(run_line("interface range gigabitethernet1/0/ 1,3-5"), "0");
+    EXPECT_EQ(session.values[0], 0x3A);
+    EXPECT_EQ(run_line("exit"), "0");
+    EXPECT_EQ(run_line("interface range gigabitethernet1/0/ 13"), "-6% Ports are 1 to 12, as in 1,3-5\n");
+    EXPECT_EQ(session.mode_id, k_cli_mode_config);
+    EXPECT_EQ(session.values[0], 0x3A);
+    session.values[2] = k_screen_length_min;
+    EXPECT_EQ(cmds_screen_length(session), k_screen_length_min);
+    EXPECT_EQ(run_line("end"), "0");
+    EXPECT_EQ(run_line("exit"), "0");
+    EXPECT_EQ(cli_last_status(), 0x1012e);
+    session = cmds_session_in(k_mode_exec, true);
+    EXPECT_EQ(run_line("configure terminal"), "-1") << "not a user's";
+    EXPECT_EQ(run_line("exit"), "0");
 }
 
 } // namespace
