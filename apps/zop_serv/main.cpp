@@ -1,6 +1,7 @@
 // The management process: the server of the shell and the servers of the IPC messages.
 
 #include "apps/zop_serv/console.h"
+#include "apps/zop_serv/dump_commands.h"
 #include "apps/zop_serv/request_loop.h"
 #include "lib/base/local_socket.h"
 #include "lib/base/result.h"
@@ -27,12 +28,14 @@ namespace {
 
 constexpr const char *k_usage =
     "usage: zop_serv [--desk] [--group NAME] [--ask ROUTE,COMMAND]\n"
+    "       zop_serv --dump-commands\n"
     "Runs the shell's server and the IPC servers, management and web, until it is ended.\n"
     "\n"
-    "  --desk         leaves the management interface as it is: for a machine that is not a switch\n"
-    "  --group NAME   lets the members of this group in; otherwise its own user and root alone\n"
-    "  --ask          sends an IPC request once a second and prints what comes of it\n"
-    "  --help         shows this text\n"
+    "  --desk                leaves the management interface as it is: for a machine that is not a switch\n"
+    "  --group NAME          lets the members of this group in; otherwise its own user and root alone\n"
+    "  --ask ROUTE,COMMAND   sends an IPC request once a second and prints what comes of it\n"
+    "  --dump-commands       prints the shell's commands, one a line, and ends\n"
+    "  --help                shows this text\n"
     "\n"
     "Open the shell with zopsh; watch the IPC servers with ipc_probe.\n"
     "Exit status: 2 wrong options, 1 it could not start; a signal that ends it gives 128 + its number.\n";
@@ -122,11 +125,10 @@ bool find_group(const char *name, gid_t *group) {
 
 /// Returns -1 to go on, otherwise the status to leave with.
 int parse(int argc, char **argv, options *wanted) {
-    constexpr option k_options[] = {{"desk", no_argument, nullptr, 'd'},
-                                    {"group", required_argument, nullptr, 'g'},
-                                    {"ask", required_argument, nullptr, 'a'},
-                                    {"help", no_argument, nullptr, 'h'},
-                                    {nullptr, 0, nullptr, 0}};
+    constexpr option k_options[] = {
+        {"desk", no_argument, nullptr, 'd'},      {"group", required_argument, nullptr, 'g'},
+        {"ask", required_argument, nullptr, 'a'}, {"dump-commands", no_argument, nullptr, 'c'},
+        {"help", no_argument, nullptr, 'h'},      {nullptr, 0, nullptr, 0}};
     for (int letter = 0; (letter = getopt_long(argc, argv, "", k_options, nullptr)) != -1;) {
         switch (letter) {
         case 'd':
@@ -140,6 +142,9 @@ int parse(int argc, char **argv, options *wanted) {
         case 'a':
             wanted->asked = optarg;
             break;
+        case 'c':
+            dump_commands();
+            return 0;
         case 'h':
             return usage(stdout, 0);
         default:
