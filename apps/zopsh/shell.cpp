@@ -1,5 +1,6 @@
 #include "apps/zopsh/shell.h"
 
+#include "apps/zopsh/filter.h"
 #include "apps/zopsh/line.h"
 #include "apps/zopsh/transport.h"
 #include "lib/cli/cli_error.h"
@@ -82,8 +83,9 @@ line_result list_help(const shell &sh, const std::string &line) {
     return pager_show(sh, text) ? line_result::done : line_result::failed;
 }
 
-/// Shows what a line printed, but for the question that the next one answers.
-bool show_output(shell *sh) {
+/// Shows what a line printed, but for the question that the next one answers. What a command says that failed
+/// is shown whole.
+bool show_output(shell *sh, const std::vector<filter> &filters) {
     std::string output = transport_output();
     sh->question.clear();
     if (shell_is_asking(*sh)) {
@@ -91,7 +93,8 @@ bool show_output(shell *sh) {
         sh->question = output.substr(begin);
         output.erase(begin);
     }
-    return pager_show(*sh, output);
+    const std::optional<std::string> left = filter_apply(filters, output);
+    return left && pager_show(*sh, *left);
 }
 
 /// Says what was wrong with a command line, in the session that it was run in.
@@ -104,7 +107,7 @@ void explain(const shell &sh, const std::string &line, const csh_message &reply)
     }
 }
 
-line_result execute(shell *sh, const std::string &line) {
+line_result execute(shell *sh, const std::string &line, const std::vector<filter> &filters) {
     csh_message message{};
     message.session = sh->session;
     const exchange_result what = transport_exchange(k_csh_execute, line.c_str(), &message);
@@ -113,7 +116,7 @@ line_result execute(shell *sh, const std::string &line) {
     }
     const shell before = *sh;
     sh->session = message.session;
-    const bool shown = show_output(sh);
+    const bool shown = show_output(sh, message.result2 == 0 ? filters : std::vector<filter>());
     if (message.result1 == k_csh_status_session_ended) {
         return line_result::ended;
     }
@@ -148,14 +151,18 @@ line_result shell_register(shell *sh, const cli_session &session) {
 bool shell_is_asking(const shell &sh) { return sh.session.node_kind != k_cli_node_command; }
 
 line_result shell_run(shell *sh, const std::string &line) {
-    if (!shell_is_asking(*sh) && line_is_empty(line)) {
+    if (shell_is_asking(*sh)) {
+        return can_be_sent(line) ? execute(sh, line, {}) : line_result::failed;
+    }
+    if (line_is_empty(line)) {
         return line_result::done;
     }
-    if (!can_be_sent(line)) {
+    const std::optional<filtered_line> split = filter_split(line);
+    if (!split || !can_be_sent(split->command)) {
         return line_result::failed;
     }
-    const std::optional<std::string> question = line_question(line);
-    return !shell_is_asking(*sh) && question ? list_help(*sh, *question) : execute(sh, line);
+    const std::optional<std::string> question = line_question(split->command);
+    return question ? list_help(*sh, *question) : execute(sh, split->command, split->filters);
 }
 
 shell_listing shell_help(const shell &sh, const std::string &line) { return query(sh, k_help, line); }
