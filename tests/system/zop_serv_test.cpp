@@ -29,16 +29,12 @@ void await_socket(const std::string &path) {
 }
 
 /// Somebody's socket, alive as long as its process.
-void listen_at(const std::string &path, int type) {
-    const int fd = ::socket(AF_UNIX, type, 0);
-    local_address address;
-    ASSERT_TRUE(local_address_of(path.c_str(), &address));
-    ASSERT_EQ(0, ::bind(fd, reinterpret_cast<const sockaddr *>(&address.name), address.length));
-    EXPECT_TRUE(type == SOCK_DGRAM || ::listen(fd, 0) == 0);
+template<int Type> void listen_at(const std::string &path) {
+    const int fd = ::socket(AF_UNIX, Type, 0);
+    ASSERT_EQ(0, local_bind(fd, path.c_str(), k_no_group));
+    EXPECT_TRUE(Type == SOCK_DGRAM || ::listen(fd, 0) == 0);
 }
 
-void listen_for_datagrams(const std::string &path) { listen_at(path, SOCK_DGRAM); }
-void listen_for_streams(const std::string &path) { listen_at(path, SOCK_STREAM); }
 void leave_file(const std::string &path) { std::ofstream(path) << "kept"; }
 void leave_directory(const std::string &path) {
     fs::create_directory(path);
@@ -65,8 +61,8 @@ void start_among_planted_things() {
         const char *group;
         unsigned mode;
         unsigned gid;
-    } rows[] = {{listen_for_datagrams, "root", 0660, 0},
-                {listen_for_streams, nullptr, 0600, 0},
+    } rows[] = {{listen_at<SOCK_DGRAM>, "root", 0660, 0},
+                {listen_at<SOCK_STREAM>, nullptr, 0600, 0},
                 {leave_file, "nogroup", 0660, k_nobody},
                 {leave_directory, nullptr, 0600, 0},
                 {leave_link, "nogroup", 0660, k_nobody}};
@@ -111,7 +107,7 @@ void meet_what_cannot_be_moved() {
 }
 
 void refuse_a_strangers_server() {
-    bystander(false, [] { listen_for_datagrams(k_places[0]); });
+    bystander(false, [] { listen_at<SOCK_DGRAM>(k_places[0]); });
     const command_result result = run_command(own_program("zopsh", {"-c", "show version"}));
     EXPECT_EQ(2, result.status);
     EXPECT_EQ("zopsh: the shell's server belongs to neither root nor this user; nothing is sent to it\n",
