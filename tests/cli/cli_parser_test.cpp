@@ -1,4 +1,4 @@
-// Declared commands, and what becomes of lines: run, helped with, completed, replayed.
+// Declared commands, and what becomes of lines: run, helped with, completed, replayed. And what they set.
 
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_help.h"
@@ -7,7 +7,9 @@
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/cli_tree.h"
 #include "lib/cli/cli_tree_nodes.h"
+#include "lib/cli/screen_length.h"
 #include "lib/cmds/cmds_session.h"
+#include "tests/support/private_scenario.h"
 #include "tests/support/syslog_capture.h"
 
 #include <algorithm>
@@ -15,8 +17,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <iterator>
 #include <list>
 #include <string>
 #include <tuple>
@@ -412,5 +416,40 @@ TEST(CliConfig, ReplaysEveryLine) {
     EXPECT_EQ(-1, cli_load_config(path));
     s_printed.clear();
 }
+
+void screen_length_scenario() {
+    EXPECT_EQ(24, screen_length()) << "no file";
+    struct {
+        const char *argument;
+        int32_t result;
+        const char *file; // afterwards
+    } const set[] = {{"1", -6, ""},          {"2", 0, "2"},        {"29999", 0, "29999"},
+                     {"30000", -6, "29999"}, {"-5", -6, "29999"},  {"", -6, "29999"},
+                     {"24x", -6, "29999"},   {" 24", -6, "29999"}, {"4294967320", -6, "29999"},
+                     {"060", 0, "60"},       {"24", 0, "24"}};
+    for (const auto &row : set) {
+        EXPECT_EQ(row.result, screen_length_set(row.argument, cli_print)) << row.argument;
+        EXPECT_EQ(row.result == 0 ? "" : "% Invalid value\n\n", taken(s_printed));
+        std::ifstream file(k_screen_length_file);
+        EXPECT_EQ(row.file, std::string(std::istreambuf_iterator<char>(file), {})) << row.argument;
+    }
+    const std::pair<std::string, int32_t> stored[] = {
+        {"25", 25}, {"2\n", 2}, {"30000", 24}, {"1", 24}, {"", 24}, {"50 x", 24}, {std::string(99, '5'), 24}};
+    for (const auto &[content, length] : stored) {
+        std::ofstream(k_screen_length_file) << content;
+        EXPECT_EQ(length, screen_length()) << content;
+        screen_length_show_config(cli_print);
+        EXPECT_EQ(length == 24 ? "" : "set length " + std::to_string(length) + "\n", taken(s_printed));
+    }
+    EXPECT_EQ(std::filesystem::perms(0644), std::filesystem::status(k_screen_length_file).permissions());
+    std::filesystem::remove(k_screen_length_file);
+    std::filesystem::create_directory(k_screen_length_file);
+    EXPECT_EQ(24, screen_length());
+    EXPECT_EQ(k_screen_length_not_stored, screen_length_set("30", cli_print));
+    EXPECT_THAT(syslog_take_texts(),
+                testing::ElementsAre("4 screen_length_set: cannot write /var/qel_win_size: Is a directory"));
+}
+
+TEST(ScreenLength, OnlyNumbersInRangeAreStoredOrBelieved) { with_private({"/var"}, screen_length_scenario); }
 
 } // namespace
