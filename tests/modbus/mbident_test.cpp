@@ -62,13 +62,13 @@ TEST_F(Identity, EachSourceThatFailsIsReportedAndLeftZero) {
 TEST_F(Identity, SerialNumberIsTheRestOfTheLineUpTo14Characters) {
     const std::string value = "12345678901234567890";
     std::ofstream("/var/tmp/victim") << "kept";
-    for (const size_t length : {1, 15, 20}) {
+    for (const unsigned length : {1U, 15U, 20U}) {
         std::filesystem::create_symlink("/var/tmp/victim", k_serial_file); // planted, and not followed
         m_switch.set_serial(value.substr(0, length));
         mb_init();
         EXPECT_EQ("", serial());
         mb_fetch_serial_number();
-        EXPECT_EQ(value.substr(0, std::min<size_t>(length, 14)), serial());
+        EXPECT_EQ(value.substr(0, std::min(length, 14U)), serial());
         EXPECT_FALSE(std::filesystem::exists(k_serial_file));
     }
     EXPECT_EQ(4U, std::filesystem::file_size("/var/tmp/victim"));
