@@ -4,7 +4,9 @@
 #include "lib/ipc/ipc_settings.h"
 #include "lib/ipc/ipc_wire.h"
 
+#include <algorithm>
 #include <array>
+#include <functional>
 
 namespace {
 
@@ -76,6 +78,8 @@ constexpr command_name k_filled_commands[] = {
 };
 #undef TACPLUS
 static_assert(std::size(k_filled_commands) == 52);
+static_assert(std::ranges::is_sorted(k_filled_commands, std::ranges::less_equal(), &command_name::id),
+              "commands are named twice or out of order");
 
 constexpr auto k_commands = [] {
     std::array<const char *, k_ipc_command_max + 1> names = {};

@@ -64,6 +64,7 @@ public:
         EXPECT_EQ(0, ::connect(m_fd.get(), reinterpret_cast<const sockaddr *>(&at.name), at.length));
     }
     void close() { m_fd.reset(); }
+    void stop_reading() const { EXPECT_EQ(0, ::shutdown(m_fd.get(), SHUT_RD)); }
     void send(const octets &bytes) const { EXPECT_TRUE(try_send(bytes)); }
     /// False when the server has turned this peer away.
     [[nodiscard]] bool try_send(const octets &bytes) const {

@@ -60,6 +60,15 @@ TEST_F(IpcServer, AClientThatLeavesItsRouteReleasesItsRequests) {
     }
 }
 
+TEST_F(IpcServer, AClientThatCannotBeWrittenToIsClosed) {
+    const peer client(5);
+    relay(client, client, 5);
+    client.stop_reading();
+    EXPECT_EQ(k_unanswered, ask(5, 300).get());
+    EXPECT_TRUE(logged("4 ipc_server_send_message: buffer_write failed to ipc_serv client fd"));
+    EXPECT_TRUE(eventually([&] { return !client.try_send(one_way(1, 258, 1)); }));
+}
+
 TEST_F(IpcServer, OneWayMessagesAreRelayedToTheirRouteInTheExpectedSizeOnly) {
     const struct {
         uint8_t route;
@@ -307,9 +316,9 @@ TEST_F(IpcServer, ManyClientsComeAndGoUnderLoad) {
         stop = true;
     } // their going releases the senders
     senders.clear();
-    const peer client(6);
-    auto answer = ask(6, 300);
-    EXPECT_FALSE(client.receive().empty());
-    client.send(response(6, 300, 0));
-    EXPECT_EQ(k_done, answer.get()) << "the server serves as ever";
+    EXPECT_TRUE(eventually([] { // once it has noticed who has gone
+        const peer client(6, k_ipc_serv_path, 500);
+        auto answer = ask(6, 300);
+        return !client.receive().empty() && client.try_send(response(6, 300, 0)) && answer.get() == k_done;
+    })) << "the server serves as ever";
 }

@@ -31,20 +31,18 @@ int __wrap_pthread_create(pthread_t *id, const pthread_attr_t *attributes, void 
     return std::exchange(s_no_thread, false) ? EAGAIN : __real_pthread_create(id, attributes, run, arg);
 }
 uid_t geteuid() noexcept { return s_user; }
-int seteuid(uid_t user) noexcept {
-    const int result = played("seteuid", user, 0);
-    s_user = result == 0 ? user : s_user;
+int seteuid(uid_t uid) noexcept {
+    const int result = played("seteuid", uid, 0);
+    s_user = result == 0 ? uid : s_user;
     return result;
 }
-int setreuid(uid_t real, uid_t effective) noexcept {
-    const int result = played("setreuid", real, effective);
-    s_user = result == 0 ? effective : s_user;
+int setreuid(uid_t ruid, uid_t euid) noexcept {
+    const int result = played("setreuid", ruid, euid);
+    s_user = result == 0 ? euid : s_user;
     return result;
 }
-int setregid(gid_t real, gid_t effective) noexcept { return played("setregid", real, effective); }
-int setgroups(size_t count, const gid_t *groups) noexcept {
-    return played("setgroups", unsigned(count), *groups);
-}
+int setregid(gid_t rgid, gid_t egid) noexcept { return played("setregid", rgid, egid); }
+int setgroups(size_t n, const gid_t *groups) noexcept { return played("setgroups", unsigned(n), *groups); }
 }
 
 TEST(IpcPrivs, UserAndGroupsAreTakenAndTheUserIsRaisedAndLowered) {

@@ -97,6 +97,12 @@ const bound_row k_bounds[] = {
     {"stream_read_bytes", "put", 6, 7, true, stream_read_bytes},
 };
 
+std::string warning_of(const bound_row &row, const std::string &failure) {
+    return std::string("^syslog 4: ") + row.name + ": Attempt to " + row.verb +
+           " out of bounds\nsyslog 4: " + dump_regex("size: 16, getp: [0-9]+, endp: [0-9]+") + "\n" +
+           failure + "syslog 26: " + failure;
+}
+
 } // namespace
 
 TEST(StreamDeathTest, EachBoundAtItsLastGoodAndFirstBadValue) {
@@ -106,10 +112,7 @@ TEST(StreamDeathTest, EachBoundAtItsLastGoodAndFirstBadValue) {
         row.call(make_stream().get(), row.last_good);
         EXPECT_TRUE(syslog_take().empty());
         const std::string failed = std::string("ipc_stream(_inline)?:[0-9]+: ") + row.name + ": Assertion `";
-        const std::string warned =
-            std::string("^syslog 4: ") + row.name + ": Attempt to " + row.verb +
-            " out of bounds\nsyslog 4: " + dump_regex("size: 16, getp: [0-9]+, endp: [0-9]+") + "\n" +
-            failed + "0' failed\\.\nsyslog 26: " + failed + "0' failed\\.\n";
+        const std::string warned = warning_of(row, failed + "0' failed\\.\n");
         EXPECT_DEATH(row.call(make_stream().get(), row.first_bad), warned);
         if (row.takes_argument) { // added to a cursor or a width, this wraps back below the bound
             EXPECT_DEATH(row.call(make_stream().get(), SIZE_MAX), warned);
@@ -139,6 +142,7 @@ TEST(StreamDeathTest, OtherAssertions) {
 
 TEST(Stream, IntegersHighByteFirst) {
     const stream_ptr s = make_stream(0, 0);
+    EXPECT_EQ(1, stream_empty(s.get()));
     EXPECT_EQ(15, stream_putc(s.get(), 0x01) + stream_putw(s.get(), 0x0203) +
                       stream_putl(s.get(), 0x04050607) + stream_putq(s.get(), 0x08090A0B0C0D0E0F));
     EXPECT_EQ("\1\2\3\4\5\6\7\x8\x9\xA\xB\xC\xD\xE\xF", text_of(s.get()));
