@@ -18,6 +18,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <new>
+#include <numeric>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -44,6 +45,7 @@ struct observed {
     std::atomic<int64_t> receive_limit_s;
     std::atomic<int64_t> longest_room_ms; // that poll was asked to wait for room
     std::atomic<int> shorter_waits;       // for room, than that
+    std::atomic<int> wrong;               // bytes of a reply
     std::atomic<bool> sent;               // by the test's client
 };
 
@@ -373,18 +375,34 @@ TEST_F(Transport, AReplyThatIsTakenInPartsHasOneTimeLimit) {
         modbus_client client(port);
         ASSERT_EQ(0, ::setsockopt(client.fd(), SOL_SOCKET, SO_RCVBUF, &little, sizeof little));
         ASSERT_TRUE(tcp_port_accept());
+        octets reply(UINT16_MAX);
+        std::iota(reply.begin(), reply.end(), uint8_t{0});
         std::thread([&] {
-            while (shared().shorter_waits < 3) {
-                client.receive(1);
+            size_t taken = 0;
+            for (; shared().shorter_waits < 3 || taken < reply.size() / 2; taken++) {
+                shared().wrong += client.receive(1) == octets{reply[taken % reply.size()]} ? 0 : 1;
             }
         }).detach();
-        const octets reply(UINT16_MAX);
         while (tcp_port_send_response(reply.data(), UINT16_MAX)) { // ends the process when its time is over
         }
         FAIL();
     });
+    EXPECT_EQ(0, shared().wrong);
     EXPECT_EQ(300000, shared().longest_room_ms);
     EXPECT_GE(shared().shorter_waits, 3) << "what is left of the time";
+}
+
+TEST_F(Transport, ClosingItReleasesTheClient) {
+    in_fresh_process([] {
+        const uint16_t port = free_port();
+        ASSERT_TRUE(tcp_port_init(port));
+        modbus_client client(port);
+        ASSERT_TRUE(tcp_port_accept());
+        EXPECT_FALSE(tcp_port_accept());     // one is held
+        ASSERT_TRUE(client.send(header(1))); // to be drained, or the release waits for it
+        tcp_port_close();
+        EXPECT_TRUE(client.is_closed_by_peer());
+    });
 }
 
 TEST_F(Transport, AFailedAcceptForksNothing) {
