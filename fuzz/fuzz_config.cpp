@@ -1,9 +1,12 @@
-// A damaged saved configuration, replayed through the real commands, beside a plain reading of it: which
-// lines are run, in which mode, and which ones are told to have failed.
+// A damaged saved configuration, read through the real commands, beside a plain reading of it: which lines
+// are run, in which mode, and which ones are told to have failed. What was read is saved and read again: that
+// is the same, and nothing of it fails.
 
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_parser.h"
-#include "lib/cmds/cmds_system.h"
+#include "lib/cmds/cmds_config.h"
+#include "lib/cmds/cmds_family.h"
+#include "lib/config/config_file.h"
 
 #include <cctype>
 #include <cstdarg>
@@ -11,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -18,9 +22,7 @@
 
 namespace {
 
-constexpr const char *k_path = "/var/config/zopsh_config.save";
 constexpr size_t k_piece_max = 255;
-constexpr uint32_t k_saved_modes = 14;
 constexpr int32_t k_status_before = 0x1234;
 
 struct piece {
@@ -37,7 +39,6 @@ uint32_t s_mask = 0;
 int32_t s_failed = 0; // number of the line that has failed and is not told yet; 0: none
 bool s_any_failed = false;
 bool s_numbers_count = true; // a NUL hides the end of its line
-bool s_stored = true;        // whether settings can be stored
 
 void require(bool holds) {
     if (!holds) {
@@ -64,6 +65,11 @@ std::string first_word(const std::string &text, bool *alone) {
     return text.substr(begin, end - begin);
 }
 
+struct free_store {
+    void operator()(config_store *store) const { config_free(store); }
+};
+using owned_store = std::unique_ptr<config_store, free_store>;
+
 /// What is to be run of the file.
 void read_plainly() {
     s_to_run.clear();
@@ -86,13 +92,36 @@ void read_plainly() {
     }
 }
 
+void note_failure(int32_t number) {
+    require(s_failed != 0 && (number == s_failed || !s_numbers_count));
+    s_failed = 0;
+}
+
+/// Reads a file beside its plain reading. Returns whether all lines could be run.
+bool read_file(std::string_view file, config_store &store) {
+    s_file = file;
+    s_numbers_count = file.find('\0') == std::string_view::npos;
+    s_run = 0;
+    s_mode = k_cli_mode_config;
+    s_mask = k_cli_mask_config;
+    s_failed = 0;
+    s_any_failed = false;
+    read_plainly();
+    cli_set_last_status(k_status_before);
+    const int32_t result = cmds_read_config(k_cmds_saved_config, store, note_failure);
+    require(s_run == s_to_run.size() && s_failed == 0);
+    require(result == (s_any_failed ? k_cli_load_failed_lines : 0));
+    require(cli_last_status() == k_status_before);
+    return result == 0;
+}
+
 } // namespace
 
 extern "C" {
 
 std::FILE *__real_fopen(const char *path, const char *mode);
 std::FILE *__wrap_fopen(const char *path, const char *mode) {
-    if (std::strcmp(path, k_path) != 0) {
+    if (std::strcmp(path, k_cmds_saved_config) != 0) {
         return __real_fopen(path, mode);
     }
     require(mode[0] == 'r');
@@ -114,22 +143,6 @@ int32_t __wrap__Z19cli_session_executeP11cli_sessionPKc(cli_session *session, co
     return result;
 }
 
-[[gnu::format(printf, 1, 2)]] void __wrap__Z12ipc_log_warnPKcz(const char *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    if (std::strcmp(format, "%s: line %d failed") == 0) {
-        require(std::strcmp(va_arg(arguments, const char *), k_path) == 0);
-        const int number = va_arg(arguments, int);
-        require(s_failed != 0 && (number == s_failed || !s_numbers_count));
-        s_failed = 0;
-    } else {
-        char text[512];
-        std::vsnprintf(text, sizeof text, format, arguments);
-        require(!s_stored);
-    }
-    va_end(arguments);
-}
-
 [[gnu::format(printf, 1, 2)]] int __wrap__Z9cli_printPKcz(const char *format, ...) {
     char text[1024];
     va_list arguments;
@@ -139,38 +152,26 @@ int32_t __wrap__Z19cli_session_executeP11cli_sessionPKc(cli_session *session, co
     return length;
 }
 
+// Nothing is stored while a configuration is read to be looked at.
 bool __wrap__Z18plain_file_replacePKcSt17basic_string_viewIcSt11char_traitsIcEEj(const char * /*path*/,
-                                                                                 std::string_view text,
+                                                                                 std::string_view /*text*/,
                                                                                  mode_t /*mode*/) {
-    const std::string number(text);
-    const long value = std::strtol(number.c_str(), nullptr, 10);
-    require(value >= 2 && value <= 29999 && std::to_string(value) == number);
-    return s_stored;
+    std::abort();
 }
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    static const bool s_installed = cmds_system_install() == 0;
+    static const bool s_installed = cmds_install() == 0;
     require(s_installed);
-    if (size == 0) {
+    if (size == 0) { // a file in memory is never empty
         return 0;
     }
-    s_stored = (data[0] & 1) == 0;
-    s_file = {reinterpret_cast<const char *>(data) + 1, size - 1};
-    if (s_file.empty()) { // a file in memory is never empty
-        return 0;
+    const owned_store read(config_new());
+    read_file({reinterpret_cast<const char *>(data), size}, *read);
+    const std::string text = config_text(*read);
+    if (!text.empty()) {
+        const owned_store again(config_new());
+        require(read_file(text, *again) && config_text(*again) == text);
     }
-    s_numbers_count = s_file.find('\0') == std::string_view::npos;
-    s_run = 0;
-    s_mode = k_cli_mode_config;
-    s_mask = k_saved_modes;
-    s_failed = 0;
-    s_any_failed = false;
-    read_plainly();
-    cli_set_last_status(k_status_before);
-    const int32_t result = cli_load_config(k_path);
-    require(s_run == s_to_run.size() && s_failed == 0);
-    require(result == (s_any_failed ? k_cli_load_failed_lines : 0));
-    require(cli_last_status() == k_status_before);
     return 0;
 }
 }
