@@ -9,6 +9,7 @@
 #include "lib/ipc/internal/ipc_server.h"
 
 #include <cstdlib>
+#include <malloc.h>
 
 namespace {
 
@@ -49,6 +50,10 @@ void ipc_client_close(ipc_client *client) {
     thread_cancel(client->read_task);
     ipc_client_end_output(client);
     ::close(client->fd);
-    ipc_list_delete(&client->server->clients, client);
+    ipc_list &clients = client->server->clients;
+    ipc_list_delete(&clients, client);
     free_client(client);
+    if (clients.count == 0) {
+        ::malloc_trim(0); // what many clients took lies scattered, and would stay
+    }
 }
