@@ -5,6 +5,7 @@
 #include "lib/cmds/cmds_modes.h"
 #include "lib/cmds/cmds_words.h"
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <string_view>
@@ -46,15 +47,8 @@ constexpr bool is_capital(char c) { return c >= 'A' && c <= 'Z'; }
 constexpr bool is_small(char c) { return c >= 'a' && c <= 'z'; }
 
 constexpr bool is_type(std::string_view word) {
-    if (!is_capital(word.front())) {
-        return false;
-    }
-    for (const std::string_view name : k_cli_type_names) {
-        if (same(name, word)) {
-            return true;
-        }
-    }
-    return false;
+    return is_capital(word.front()) && std::any_of(std::begin(k_cli_type_names), std::end(k_cli_type_names),
+                                                   [=](std::string_view name) { return same(name, word); });
 }
 
 constexpr bool is_argument(std::string_view word) {
@@ -63,15 +57,7 @@ constexpr bool is_argument(std::string_view word) {
 
 /// Capitals and no small letters: meant as a type.
 constexpr bool looks_like_type(std::string_view word) {
-    if (!is_capital(word.front())) {
-        return false;
-    }
-    for (const char c : word) {
-        if (is_small(c)) {
-            return false;
-        }
-    }
-    return true;
+    return is_capital(word.front()) && std::none_of(word.begin(), word.end(), is_small);
 }
 
 constexpr void add_word(line_words &words, std::string_view line, std::string_view word) {

@@ -52,20 +52,20 @@ struct config_place {
     uint32_t rank;
     std::string_view key;
 };
-[[nodiscard]] bool config_place_of(const config_store &store, config_context context, config_place *place);
+[[nodiscard]] bool config_place_of(const config_store &store, config_context number, config_place *place);
 
 /// Takes a context with its settings away. Returns false when there is none, and for the global one.
-bool config_leave_out(config_store &store, config_context context);
+bool config_leave_out(config_store &store, config_context number);
 
 /// Puts a setting into a context, in the place of the one there was. Returns false when there is no such
 /// context or no room; then nothing has changed.
-[[nodiscard]] bool config_set(config_store &store, config_context context, const config_setting &setting);
+[[nodiscard]] bool config_set(config_store &store, config_context number, const config_setting &setting);
 
 /// Takes a setting away. Returns whether it was there.
-bool config_unset(config_store &store, config_context context, uint32_t rank, std::string_view key);
+bool config_unset(config_store &store, config_context number, uint32_t rank, std::string_view key);
 
 /// The line of a setting, or null. Good until the setting changes.
-[[nodiscard]] const std::string *config_find(const config_store &store, config_context context, uint32_t rank,
+[[nodiscard]] const std::string *config_find(const config_store &store, config_context number, uint32_t rank,
                                              std::string_view key);
 
 /// Takes everything away. Numbers of contexts are not used again.
