@@ -206,7 +206,10 @@ size_t longest_of(std::string_view type) {
 
 /// Nothing in it moves a cursor or ends a line.
 bool is_printable(std::string_view text) {
-    return std::none_of(text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == 0x7f; });
+    return std::none_of(text.begin(), text.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < ' ' || byte == 0x7F;
+    });
 }
 
 } // namespace
