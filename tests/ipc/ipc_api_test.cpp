@@ -48,8 +48,8 @@ TEST_F(IpcServer, SendersOfOneCommandAreServedOneAfterTheOther) {
         settle(client, 5); // nobody else is let in before the answer
         client.send(response(5, 300, 0, {request.back()}));
     }
-    for (uint8_t i = 0; i < senders.size(); i++) {
-        EXPECT_EQ(answered(0, {i}), senders[i].get());
+    for (size_t i = 0; i < senders.size(); i++) {
+        EXPECT_EQ(answered(0, {static_cast<uint8_t>(i)}), senders[i].get());
     }
 }
 
@@ -179,8 +179,8 @@ TEST_F(IpcServer, WrappersSendTheirBlocks) {
     };
     int32_t (*const k_block_calls[])(uint16_t, std::span<uint8_t>) = {
         request_245, ipc_request_246, ipc_request_247, ipc_request_248, ipc_request_249, ipc_request_250};
-    for (uint16_t i = 0; i < std::size(k_block_calls); i++) {
-        const auto served = serve(5, uint16_t(245 + i), value);
+    for (size_t i = 0; i < std::size(k_block_calls); i++) {
+        const auto served = serve(5, static_cast<uint16_t>(245 + i), value);
         EXPECT_EQ(0, k_block_calls[i](0x1234, reply));
         expect_given(reply);
     }
