@@ -1,6 +1,7 @@
 #include "lib/cmds/cmds_config.h"
 
 #include "lib/base/switch_ports.h"
+#include "lib/base/take_piece.h"
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_error.h"
 #include "lib/cli/cli_match.h"
@@ -18,12 +19,6 @@ config_store *s_other = nullptr; // null: the running configuration
 config_store &running() {
     static config_store &s_running = *config_new();
     return s_running;
-}
-
-std::string_view take_word(std::string_view &text) {
-    const std::string_view word = text.substr(0, text.find(' '));
-    text.remove_prefix(std::min(word.size() + 1, text.size()));
-    return word;
 }
 
 bool is_keyword(std::string_view pattern) {
@@ -98,7 +93,7 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
     std::string_view pattern = row.command.pattern != nullptr ? row.command.pattern : "";
     for (int32_t i = 0; !pattern.empty(); i++, word++) {
         std::string value;
-        const std::string_view wanted = take_word(pattern);
+        const std::string_view wanted = take_piece(pattern);
         if (i >= argc) {
             return -1;
         }

@@ -2,6 +2,7 @@
 
 #include "lib/base/parse_number.h"
 #include "lib/base/switch_ports.h"
+#include "lib/base/take_piece.h"
 #include "lib/cli/cli_match.h"
 
 #include <algorithm>
@@ -19,12 +20,6 @@ constexpr size_t k_text_max = 64;
 static_assert(k_switch_ports == 12, "the texts below say so");
 constexpr const char *k_port_list_fault = "Ports are 1 to 12, as in 1,3-5";
 constexpr const char *k_text_fault = "This text is too long, or has characters that cannot be printed";
-
-std::string_view take_piece(std::string_view &text, char separator) {
-    const std::string_view piece = text.substr(0, text.find(separator));
-    text.remove_prefix(std::min(piece.size() + 1, text.size()));
-    return piece;
-}
 
 std::optional<cmds_span> read_span(std::string_view piece, int32_t low, int32_t high) {
     cmds_span span = {};

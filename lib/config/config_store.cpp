@@ -1,5 +1,7 @@
 #include "lib/config/config_store.h"
 
+#include "lib/base/take_piece.h"
+
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -55,15 +57,9 @@ int compare_words(std::string_view a, std::string_view b) {
     return a.compare(b);
 }
 
-std::string_view take_word(std::string_view &text) {
-    const std::string_view word = text.substr(0, text.find(' '));
-    text.remove_prefix(std::min(word.size() + 1, text.size()));
-    return word;
-}
-
 int compare_keys(std::string_view a, std::string_view b) {
     while (!a.empty() && !b.empty()) {
-        if (const int order = compare_words(take_word(a), take_word(b)); order != 0) {
+        if (const int order = compare_words(take_piece(a), take_piece(b)); order != 0) {
             return order;
         }
     }
@@ -176,7 +172,7 @@ void config_free(config_store *store) { delete store; }
 bool config_line_fits(std::string_view line) {
     int32_t words = 0;
     for (std::string_view rest = line; !rest.empty();) {
-        words += take_word(rest).empty() ? 0 : 1;
+        words += take_piece(rest).empty() ? 0 : 1;
     }
     return words > 0 && words <= k_config_line_words_max && line.size() <= k_config_line_max &&
            line[0] != '#' && line[0] != '!';

@@ -1,5 +1,6 @@
 // The configuration as a whole: shown, saved, and compared with what was saved.
 
+#include "lib/base/take_piece.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cmds/cmds_build.h"
 #include "lib/cmds/cmds_config.h"
@@ -26,8 +27,7 @@ std::string masked(const config_line &line) {
     std::string text;
     std::string_view rest = line.line;
     for (uint32_t word = 0; !rest.empty(); word++) {
-        const std::string_view next = rest.substr(0, rest.find(' '));
-        rest.remove_prefix(std::min(next.size() + 1, rest.size()));
+        const std::string_view next = take_piece(rest);
         text.append(text.empty() ? "" : " ").append((line.secret >> word & 1U) != 0 ? "********" : next);
     }
     return text;
