@@ -154,6 +154,7 @@ enum class fault : uint8_t {
     unknown_mask,
     not_begun_as_its_kind,
     undoes_nothing,
+    undoes_by_other_keys,
     more_keys_than_arguments,
     hides_no_argument,
 };
@@ -221,9 +222,11 @@ constexpr finding first_fault(const Forms &forms, const std::array<line_words, c
     for (size_t i = 0; i < lines.size(); i++) {
         fault what = fault_of_form(forms[i], lines[i]);
         what = what != fault::none ? what : fault_of_words(lines[i], help[i]);
-        if (what == fault::none && forms[i].kind == cmds_kind::undo && forms[i].run == nullptr &&
-            stem_number(forms, lines, i) == i) {
-            what = fault::undoes_nothing;
+        if (what == fault::none && forms[i].kind == cmds_kind::undo && forms[i].run == nullptr) {
+            const size_t undone = stem_number(forms, lines, i);
+            what = undone == i                                ? fault::undoes_nothing
+                   : lines[i].arguments != forms[undone].keys ? fault::undoes_by_other_keys
+                                                              : fault::none;
         }
         if (what != fault::none) {
             return {i, what};

@@ -1,5 +1,6 @@
 #include "lib/cmds/cmds_config.h"
 
+#include "lib/base/result.h"
 #include "lib/base/switch_ports.h"
 #include "lib/base/take_piece.h"
 #include "lib/cli/cli_config.h"
@@ -29,23 +30,13 @@ void append_word(std::string *text, std::string_view word) {
     text->append(text->empty() ? "" : " ").append(word);
 }
 
-/// The row by which a mode is entered.
-const cmds_row *find_entering(const cmds_mode &mode) {
-    for (const cmds_family *family : cmds_families()) {
-        for (const cmds_row &row : std::span(family->rows, family->count)) {
-            if (mode.line != nullptr && row.form->kind == cmds_kind::move && row.form->line == mode.line) {
-                return &row;
-            }
-        }
-    }
-    return nullptr;
-}
-
-config_context port_context(int32_t port) {
-    static const cmds_row *const s_row = find_entering(*cmds_find_mode(k_mode_interface));
-    const std::string number = std::to_string(port);
-    const std::string line = std::string(s_row->command.words) + ' ' + number;
-    return config_enter(cmds_store(), {cmds_rank(*s_row), number, line, 0}, false);
+/// The context of a mode that is about one thing, which its line ends in.
+config_context context_of(int32_t mode_id, int32_t number) {
+    const cmds_mode &mode = *cmds_find_mode(mode_id);
+    const cmds_row &row = *cmds_entering_row(mode);
+    const std::string key = std::to_string(number);
+    const std::string line = std::string(row.command.words) + ' ' + key;
+    return config_enter(cmds_store(), {cmds_rank(row), key, line, 0}, mode.stays);
 }
 
 std::vector<config_context> contexts_of_ports() {
@@ -53,21 +44,21 @@ std::vector<config_context> contexts_of_ports() {
     const uint32_t ports = cmds_ports().value_or(0);
     for (int32_t port = 1; port <= k_switch_ports; port++) {
         if ((ports >> static_cast<uint32_t>(port) & 1U) != 0) {
-            contexts.push_back(port_context(port));
+            contexts.push_back(context_of(k_mode_interface, port));
         }
     }
     return contexts;
 }
 
-/// The session's context, if it is still there and one of the session's mode.
-std::vector<config_context> context_of_mode(const cmds_mode &mode) {
-    const config_context context = cmds_context().value_or(k_config_none);
-    const cmds_row *const row = find_entering(mode);
+/// What the session's context is called by, if it is still there and one of the session's mode.
+std::optional<config_place> place_of_session(const cmds_mode &mode) {
+    const cmds_row *const row = cmds_entering_row(mode);
     config_place place = {};
-    if (row == nullptr || !config_place_of(cmds_store(), context, &place) || place.rank != cmds_rank(*row)) {
-        return {};
+    if (row == nullptr || !config_place_of(cmds_store(), cmds_context().value_or(k_config_none), &place) ||
+        place.rank != cmds_rank(*row)) {
+        return std::nullopt;
     }
-    return {context};
+    return place;
 }
 
 } // namespace
@@ -110,9 +101,22 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
     return config_line_fits(kept->line) ? 0 : cmds_refuse("This line is too long to be kept");
 }
 
+std::vector<config_context> cmds_contexts_of_vlans(std::string_view list) {
+    std::vector<cmds_span> spans;
+    std::vector<config_context> contexts;
+    ignore_result(cmds_read_list(list, 1, k_vlan_max, &spans)); // it has been kept in its form
+    for (const cmds_span &span : spans) {
+        for (int32_t vlan = span.low; vlan <= span.high; vlan++) {
+            contexts.push_back(context_of(k_mode_vlan, vlan));
+        }
+    }
+    return contexts;
+}
+
 std::vector<config_context> cmds_contexts() {
     const cmds_mode &mode = cmds_current_mode();
     std::vector<config_context> contexts;
+    std::optional<config_place> place;
     switch (mode.about) {
     case cmds_about::everything:
         return {k_config_global};
@@ -120,7 +124,15 @@ std::vector<config_context> cmds_contexts() {
         contexts = contexts_of_ports();
         break;
     case cmds_about::context:
-        contexts = context_of_mode(mode);
+        if (place_of_session(mode)) {
+            contexts = {*cmds_context()};
+        }
+        break;
+    case cmds_about::vlans:
+        place = place_of_session(mode);
+        if (place) {
+            contexts = cmds_contexts_of_vlans(std::string(place->key));
+        }
         break;
     }
     if (contexts.empty()) {

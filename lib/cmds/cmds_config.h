@@ -4,11 +4,14 @@
 #include "lib/config/config_store.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 // The commands' way into the configuration.
 
 constexpr const char *k_cmds_saved_config = "/var/config/zopsh_config.save";
+
+constexpr const char *k_cmds_full = "The configuration is full";
 
 constexpr int32_t k_cmds_failed = -2; // the result of a handler that has told why it could not do its work
 
@@ -37,6 +40,10 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
 /// The contexts of the configuration that the session's commands are about; none, after telling the user,
 /// when what the session was in has gone.
 std::vector<config_context> cmds_contexts();
+
+/// The contexts of these VLANs, a list in the form in which it is kept; made where there is none.
+/// k_config_none stands for each that there was no room for.
+std::vector<config_context> cmds_contexts_of_vlans(std::string_view list);
 
 /// Puts the setting of the line that is being run into the configuration, for handlers that do more than
 /// that. Result as a handler's.

@@ -6,6 +6,7 @@
 #include "lib/cmds/cmds_family.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <iterator>
 #include <type_traits>
@@ -43,6 +44,17 @@ bool install(const cmds_row &row) {
     return true;
 }
 
+const cmds_row *find_entering(const cmds_mode &mode) {
+    for (const cmds_family *family : k_families) {
+        for (const cmds_row &row : std::span(family->rows, family->count)) {
+            if (mode.line != nullptr && row.form->kind == cmds_kind::move && row.form->line == mode.line) {
+                return &row;
+            }
+        }
+    }
+    return nullptr;
+}
+
 } // namespace
 
 std::span<const cmds_family *const> cmds_families() { return k_families; }
@@ -64,6 +76,15 @@ const cmds_row &cmds_running_row() {
     const cli_command *const command = cli_running_command();
     INVARIANT(command != nullptr && command->handler == cmds_run);
     return *reinterpret_cast<const cmds_row *>(command);
+}
+
+const cmds_row *cmds_entering_row(const cmds_mode &mode) {
+    static const auto s_rows = [] {
+        std::array<const cmds_row *, k_cmds_mode_count> rows{};
+        std::transform(std::begin(k_cmds_modes), std::end(k_cmds_modes), rows.begin(), find_entering);
+        return rows;
+    }();
+    return s_rows[static_cast<size_t>(&mode - k_cmds_modes)];
 }
 
 uint32_t cmds_rank(const cmds_row &row) {

@@ -37,6 +37,9 @@ std::span<const cmds_family *const> cmds_families();
 /// The row whose handler is being called.
 const cmds_row &cmds_running_row();
 
+/// The row of the line by which a mode of the table is entered; null: of none.
+const cmds_row *cmds_entering_row(const cmds_mode &mode);
+
 /// The place of a row among all commands, by which settings are ordered; rows of the same keywords share it.
 uint32_t cmds_rank(const cmds_row &row);
 

@@ -23,11 +23,19 @@ struct cmds_where {
     uint32_t mask;
 };
 
-constexpr uint32_t k_in_exec = cmds_mode_bit(k_mode_exec);
-constexpr uint32_t k_in_config = cmds_mode_bit(k_cli_mode_config);
-constexpr uint32_t k_in_ports = cmds_mode_bit(k_mode_interface_range) | cmds_mode_bit(k_mode_interface);
-constexpr uint32_t k_in_vlan = cmds_mode_bit(k_mode_vlan);
 constexpr uint32_t k_in_every_mode = (1U << k_cmds_mode_count) - 1;
+
+/// A command of the configuration in one mode.
+constexpr cmds_where cmds_in(int32_t mode_id) { return {cmds_mode_bit(mode_id), k_mask_config}; }
+
+constexpr cmds_where k_config = cmds_in(k_cli_mode_config);
+constexpr cmds_where k_ports = {cmds_mode_bit(k_mode_interface_range) | cmds_mode_bit(k_mode_interface),
+                                k_mask_config}; // a port or several
+constexpr cmds_where k_vlans = {cmds_mode_bit(k_mode_vlan) | cmds_mode_bit(k_mode_vlan_range),
+                                k_mask_config};                       // a VLAN or several
+constexpr cmds_where k_shown = {k_in_every_mode, k_mask_config};      // what administrators look at
+constexpr cmds_where k_shown_to_all = {k_in_every_mode, k_mask_user}; // and what users do, too
+constexpr cmds_where k_actions = {cmds_mode_bit(k_mode_exec), k_mask_config};
 
 constexpr const char *k_cmds_on = "on"; // the initial value of a setting that "no" switches off
 

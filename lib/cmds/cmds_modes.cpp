@@ -14,6 +14,6 @@ cli_session cmds_session_in(int32_t mode_id, bool user_only) {
     INVARIANT(cmds_find_mode(mode_id) != nullptr);
     cli_session session = {};
     session.mode_id = mode_id;
-    session.mode_mask = user_only ? k_mask_user : k_cli_mask_config;
+    session.mode_mask = user_only ? k_mask_user : k_cli_mask_config | cmds_find_mode(mode_id)->unlocks;
     return session;
 }

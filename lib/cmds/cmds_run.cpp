@@ -11,7 +11,6 @@
 namespace {
 
 constexpr int32_t k_wrong_argument = -1;
-constexpr const char *k_full = "The configuration is full";
 
 bool is_on_at_first(const cmds_form &form) {
     return form.initial != nullptr && std::string_view(form.initial) == k_cmds_on;
@@ -25,12 +24,12 @@ bool is_initial(const cmds_form &form, const cmds_kept &kept) {
 /// Puts a setting into every context, or into none.
 int32_t record(const std::vector<config_context> &contexts, const config_setting &setting) {
     if (config_room(cmds_store()) < contexts.size()) {
-        return cmds_refuse(k_full);
+        return cmds_refuse(k_cmds_full);
     }
     const bool done = std::all_of(contexts.begin(), contexts.end(), [&](config_context context) {
         return config_set(cmds_store(), context, setting);
     });
-    return done ? 0 : cmds_refuse(k_full);
+    return done ? 0 : cmds_refuse(k_cmds_full);
 }
 
 void forget(const std::vector<config_context> &contexts, uint32_t rank, std::string_view key) {

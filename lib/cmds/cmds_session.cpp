@@ -22,8 +22,9 @@ const cmds_mode &cmds_current_mode() {
 }
 
 void cmds_enter_mode(int32_t mode_id) {
-    INVARIANT(cmds_find_mode(mode_id) != nullptr);
-    cli_session_enter(mode_id, cli_session_mask());
+    const cmds_mode *const next = cmds_find_mode(mode_id);
+    INVARIANT(next != nullptr);
+    cli_session_enter(mode_id, (cli_session_mask() & ~cmds_current_mode().unlocks) | next->unlocks);
 }
 
 bool cmds_is_administrator() { return (cli_session_mask() & k_mask_config) != 0; }

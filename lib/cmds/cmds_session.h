@@ -12,7 +12,8 @@
 /// The mode of the session; exec when it is in none that there is.
 const cmds_mode &cmds_current_mode();
 
-/// Moves the session to a mode, one of the table. What it may type stays as it is.
+/// Moves the session to a mode, one of the table. What it may type stays as it is, but for what a mode
+/// unlocks.
 void cmds_enter_mode(int32_t mode_id);
 
 /// Whether the session is an administrator's.

@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr int32_t k_vlan_max = 4094;
 constexpr size_t k_text_max = 64;
 
 static_assert(k_switch_ports == 12, "the texts below say so");

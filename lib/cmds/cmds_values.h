@@ -8,6 +8,8 @@
 // The values of arguments: what the words of a pattern leave open, and the one form in which each value is
 // kept.
 
+constexpr int32_t k_vlan_max = 4094; // the highest VLAN id, 802.1Q
+
 /// From `low` to `high`, both included.
 struct cmds_span {
     int32_t low;

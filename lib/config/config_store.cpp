@@ -226,6 +226,19 @@ bool config_leave_out(config_store &store, config_context number) {
     return true;
 }
 
+void config_leave_out_below(config_store &store, uint32_t rank, std::string_view key) {
+    const std::string words = std::string(key) + ' ';
+    std::vector<config_context> below;
+    for (const auto &one : store.contexts) {
+        if (one->entering.rank == rank && one->entering.key.starts_with(words)) {
+            below.push_back(one->number);
+        }
+    }
+    for (const config_context number : below) {
+        config_leave_out(store, number);
+    }
+}
+
 bool config_set(config_store &store, config_context number, const config_setting &setting) {
     context *const in = find_context(store, number);
     if (in == nullptr) {

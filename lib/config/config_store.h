@@ -57,6 +57,9 @@ struct config_place {
 /// Takes a context with its settings away. Returns false when there is none, and for the global one.
 bool config_leave_out(config_store &store, config_context number);
 
+/// Takes the contexts of a rank away whose keys begin with the words of `key` and have more.
+void config_leave_out_below(config_store &store, uint32_t rank, std::string_view key);
+
 /// Puts a setting into a context, in the place of the one there was. Returns false when there is no such
 /// context or no room; then nothing has changed.
 [[nodiscard]] bool config_set(config_store &store, config_context number, const config_setting &setting);

@@ -98,14 +98,15 @@ std::string joined(const std::vector<std::string> &words) {
     return line;
 }
 
-std::string good_word(const std::string &pattern) {
+/// Another word that fits is the other end of a range or of the choices.
+std::string good_word(const std::string &pattern, bool other = false) {
     if (pattern.front() == '<') {
-        return std::to_string(cli_classify(pattern.c_str()).low);
+        const cli_pattern_word range = cli_classify(pattern.c_str());
+        return std::to_string(other ? range.high : range.low);
     }
     if (pattern.front() == '(') {
-        const size_t end = pattern.find_last_of("|)"); // the last choice: the first may be what holds anyway
-        return pattern.substr(pattern.find_last_of("(|", end - 1) + 1,
-                              end - pattern.find_last_of("(|", end - 1) - 1);
+        const size_t begin = other ? pattern.find_last_of("(|") : 0;
+        return pattern.substr(begin + 1, pattern.find_first_of("|)", begin + 1) - begin - 1);
     }
     return cli_is_type(pattern) ? sample_of_type(pattern).good : pattern;
 }
@@ -126,6 +127,15 @@ std::vector<std::string> good_words(std::string_view line) {
 }
 
 std::string good_line(std::string_view line) { return joined(good_words(line)); }
+
+/// A line that changes the setting: its last word is another one where the first choice holds anyway.
+std::string changing_line(const cmds_form &form) {
+    std::vector<std::string> words = good_words(form.line);
+    if (form.initial != nullptr && joined(words).ends_with(std::string(" ") + form.initial)) {
+        words.back() = good_word(words_of(form.line).back(), true);
+    }
+    return joined(words);
+}
 
 // ---- the rows, and the modes they stand in
 
@@ -165,7 +175,8 @@ protected:
 
     /// The configuration that lines typed in a mode make.
     std::string configure(const cmds_mode &mode, const std::vector<std::string> &lines) {
-        std::string text = mode.line != nullptr ? good_line(mode.line) + "\n" : "";
+        std::string text =
+            mode.line != nullptr && mode.from == k_cli_mode_config ? good_line(mode.line) + "\n" : "";
         for (const std::string &line : lines) {
             text += line + "\n";
         }
@@ -230,7 +241,7 @@ TEST_F(Commands, SettingsAreReplayedAsTheyWereTypedAndTakenBack) {
         SCOPED_TRACE(name_of(placed));
         const bool on_at_first = form.initial != nullptr && form.initial == std::string_view(k_cmds_on);
         const cmds_row *const undo = undoing[{placed.row->family, placed.row->stem}];
-        const std::string line = good_line(form.line);
+        const std::string line = changing_line(form);
         const std::string undo_line = undo != nullptr ? good_line(undo->form->line) : "";
         const std::string before = configure(*placed.mode, {});
         const std::string changed = configure(*placed.mode, {on_at_first ? undo_line : line});

@@ -106,8 +106,6 @@ int32_t write_memory(int32_t /*argc*/, const char *const * /*argv*/) {
     return 0;
 }
 
-constexpr cmds_where k_anywhere = {k_in_every_mode, k_mask_config};
-
 constexpr cmds_word k_words[] = {
     {"running-config", "The configuration as it is now."},
     {"startup-config", "The configuration that was saved."},
@@ -117,11 +115,11 @@ constexpr cmds_word k_words[] = {
 };
 
 constexpr cmds_form k_forms[] = {
-    action(k_anywhere, "write memory", "Save the running configuration.").by(write_memory),
-    show(k_anywhere, "show running-config", "Show the running configuration.").by(show_running),
-    show(k_anywhere, "show running-config changes", "Show what has been changed since it was saved.")
+    action(k_shown, "write memory", "Save the running configuration.").by(write_memory),
+    show(k_shown, "show running-config", "Show the running configuration.").by(show_running),
+    show(k_shown, "show running-config changes", "Show what has been changed since it was saved.")
         .by(show_changes),
-    show(k_anywhere, "show startup-config", "Show the saved configuration.").by(show_startup),
+    show(k_shown, "show startup-config", "Show the saved configuration.").by(show_startup),
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "lib/base/parse_number.h"
 #include "lib/base/result.h"
 #include "lib/base/switch_ports.h"
+#include "lib/base/take_piece.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_status.h"
 #include "lib/cmds/cmds_build.h"
@@ -46,36 +47,91 @@ uint32_t bits_of(const std::string &ports) {
     return bits;
 }
 
+/// The mode of a row by one of its lines.
+const cmds_mode &mode_with(const char *cmds_mode::*line, const cmds_row &row) {
+    return *std::find_if(std::begin(k_cmds_modes), std::end(k_cmds_modes), [&](const cmds_mode &mode) {
+        return mode.*line != nullptr && row.form->line == mode.*line;
+    });
+}
+
+int32_t enter_vlans(const cmds_row &row, const cmds_kept &kept) {
+    const config_context list = config_enter(cmds_store(), {cmds_rank(row), kept.value, kept.line, 0}, false);
+    const auto vlans = cmds_contexts_of_vlans(kept.value);
+    if (list == k_config_none || vlans.empty() || vlans.back() == k_config_none) {
+        return cmds_refuse(k_cmds_full);
+    }
+    cmds_set_context(list);
+    return 0;
+}
+
+/// Enters what the context of a line lies within: that exists, too.
+bool enter_outer(const cmds_mode &mode, const cmds_kept &kept) {
+    if (mode.within == 0) {
+        return true;
+    }
+    const cmds_row &row = *cmds_entering_row(*cmds_find_mode(mode.within));
+    std::string_view rest = kept.value;
+    const std::string key(take_piece(rest));
+    return config_enter(cmds_store(), {cmds_rank(row), key, std::string(row.command.words) + ' ' + key, 0},
+                        true) != k_config_none;
+}
+
+int32_t enter_context(const cmds_mode &mode, const cmds_row &row, const cmds_kept &kept) {
+    const config_context context =
+        enter_outer(mode, kept)
+            ? config_enter(cmds_store(), {cmds_rank(row), kept.value, kept.line, 0}, mode.stays)
+            : k_config_none;
+    if (context == k_config_none) {
+        return cmds_refuse(k_cmds_full);
+    }
+    cmds_set_context(context);
+    return 0;
+}
+
 /// Enters the mode whose line this is, with what its arguments say.
 int32_t enter_mode(int32_t argc, const char *const *argv) {
     const cmds_row &row = cmds_running_row();
-    const cmds_mode &mode =
-        *std::find_if(std::begin(k_cmds_modes), std::end(k_cmds_modes), [&](const cmds_mode &one) {
-            return one.line != nullptr && row.form->line == one.line;
-        });
+    const cmds_mode &mode = mode_with(&cmds_mode::line, row);
     cmds_kept kept;
     if (const int32_t refused = cmds_keep_line(row, argc, argv, &kept); refused != 0) {
         return refused;
     }
+    int32_t refused = 0;
     if (mode.about == cmds_about::context) {
-        const config_context context =
-            config_enter(cmds_store(), {cmds_rank(row), kept.value, kept.line, 0}, mode.stays);
-        if (context == k_config_none) {
-            return cmds_refuse("The configuration is full");
-        }
-        cmds_set_context(context);
+        refused = enter_context(mode, row, kept);
+    } else if (mode.about == cmds_about::vlans) {
+        refused = enter_vlans(row, kept);
     } else if (mode.about == cmds_about::ports) {
         cmds_set_ports(bits_of(kept.value));
     }
-    cmds_enter_mode(mode.id);
+    if (refused == 0) {
+        cmds_enter_mode(mode.id);
+    }
+    return refused;
+}
+
+/// Takes away what the line of the mode enters, with its settings and with what lies within it.
+int32_t take_away(int32_t argc, const char *const *argv) {
+    const cmds_row &row = cmds_running_row();
+    const cmds_mode &mode = mode_with(&cmds_mode::away, row);
+    cmds_kept kept;
+    if (const int32_t refused = cmds_keep_line(row, argc, argv, &kept); refused != 0) {
+        return refused;
+    }
+    for (const cmds_mode &inner : k_cmds_modes) {
+        if (inner.within == mode.id) {
+            config_leave_out_below(cmds_store(), cmds_rank(*cmds_entering_row(inner)), kept.value);
+        }
+    }
+    config_leave_out(cmds_store(),
+                     config_find_context(cmds_store(), cmds_rank(*cmds_entering_row(mode)), kept.value));
     return 0;
 }
 
 // ---- the forms
 
-constexpr cmds_where k_exec = {k_in_exec, k_mask_config};
-constexpr cmds_where k_exec_of_users = {k_in_exec, k_mask_user};
-constexpr cmds_where k_config = {k_in_config, k_mask_config};
+constexpr cmds_where k_exec = cmds_in(k_mode_exec);
+constexpr cmds_where k_exec_of_users = {k_exec.modes, k_mask_user};
 
 constexpr bool has_own_way_out(const cmds_mode &mode) {
     return mode.id != k_mode_exec && mode.leaves_as == 0;
@@ -90,28 +146,33 @@ constexpr cmds_where left_as(const cmds_mode &wanted) {
     return {modes, k_mask_config};
 }
 
-constexpr size_t count_all() {
-    size_t count = 2;
+constexpr cmds_counts count_all() {
+    cmds_counts counts = {2, 0, 0};
     for (const cmds_mode &mode : k_cmds_modes) {
-        count += (mode.line != nullptr ? 1 : 0) + (has_own_way_out(mode) ? 2 : 0);
+        counts.others += (mode.line != nullptr ? 1 : 0) + (has_own_way_out(mode) ? 2 : 0);
+        counts.undo += mode.away != nullptr ? 1 : 0;
     }
-    return count;
+    return counts;
 }
+constexpr cmds_counts k_counts = count_all();
 
-constexpr std::array<cmds_form, count_all()> make_forms() {
-    std::array<cmds_form, count_all()> forms = {
+constexpr std::array<cmds_form, k_counts.others + k_counts.undo> make_forms() {
+    std::array<cmds_form, k_counts.others + k_counts.undo> forms = {
         move(k_exec, "configure terminal", "Enter the configuration.").by(enter_configuration),
         move(k_exec_of_users, "exit", "End the session.").by(end_session)};
     size_t count = 2;
     for (const cmds_mode &mode : k_cmds_modes) {
         if (mode.line != nullptr) {
-            forms[count++] = move(k_config, mode.line, mode.text).by(enter_mode);
+            forms[count++] = move(cmds_in(mode.from), mode.line, mode.text).by(enter_mode);
+        }
+        if (mode.away != nullptr) {
+            forms[count++] = undo(cmds_in(mode.from), mode.away, mode.away_text).by(take_away);
         }
         if (has_own_way_out(mode)) {
             const bool is_top = mode.parent == k_mode_exec;
-            forms[count++] = move(left_as(mode), "exit",
-                                  is_top ? "Leave the configuration." : "Go back to the configuration.")
-                                 .by(leave_mode);
+            forms[count++] =
+                move(left_as(mode), "exit", is_top ? "Leave this mode." : "Go back to the configuration.")
+                    .by(leave_mode);
             forms[count++] = move(left_as(mode), "end", "Leave the configuration.").by(leave_configuration);
         }
     }
@@ -123,15 +184,43 @@ constexpr auto k_forms = make_forms();
 constexpr cmds_word k_words[] = {
     {"configure", "Configure the switch."},
     {"terminal", "From this terminal."},
-    {"interface", "Configure interfaces."},
+    {"interface", "Ports, and the IP interfaces of VLANs."},
     {"range", "Several ones at once."},
     {"gigabitethernet1/0/", "Ports of the switch."},
-    {"vlan", "Configure a VLAN."},
-    {"<1-4094>", "The VLAN's id."},
+    {"eth0", "The management port."},
+    {"vlan", "VLANs, 802.1Q."},
+    {"<1-4094>", "A VLAN's id."},
+    {"spanning-tree", "Spanning tree: protection against loops, 802.1D, 802.1Q."},
+    {"mst", "Multiple spanning trees, one for several VLANs."},
+    {"configuration", "The MST region: its name, its revision and its instances."},
+    {"vlan-stacking", "QinQ: VLANs within VLANs, 802.1ad."},
+    {"selective-qinq", "Rules that choose the outer VLAN by the inner one."},
+    {"<1-64>", "The rule's number, 1 to 64."},
+    {"access-list", "Access lists: frames that ports take or drop."},
+    {"access-list-ipv6", "Access lists for IPv6."},
+    {"STRINGS", "The name, up to 64 characters without a blank."},
+    {"mvr", "Multicast VLAN registration: one VLAN that carries groups for others."},
+    {"VLANID", "The multicast VLAN, 1 to 4094."},
+    {"dual-homing", "Groups of links of which one stands by for the other."},
+    {"group", "A dual-homing group."},
+    {"<1-6>", "The group's number, 1 to 6."},
+    {"tarn-ring", "Redundant rings."},
+    {"tarn-ring ring", "A redundant ring."},
+    {"<1-2>", "The ring's number, 1 or 2."},
+    {"erps", "Ethernet ring protection, G.8032."},
+    {"ring", "A ring."},
+    {"<1-239>", "The ring's id, 1 to 239."},
+    {"ptp", "Precision time protocol, IEEE 1588."},
+    {"domain", "A domain: clocks that are synchronised to each other."},
+    {"<0-127>", "The domain's number, 0 to 127."},
+    {"port", "A port."},
+    {"pd-alive", "The watch over powered devices."},
+    {"auto-provision", "Firmware and configuration fetched from a server at the start."},
+    {"engineering", "Tests and debugging of the switch itself."},
     {"exit", "Leave this mode."},
     {"end", "Leave the configuration."},
 };
 
 } // namespace
 
-CMDS_FAMILY(moves, "configure", count_all(), 0, 0);
+CMDS_FAMILY(moves, "configure", k_counts.others, k_counts.undo, k_counts.show);

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr cmds_where k_config = {k_in_config, k_mask_config};
-
 constexpr cmds_word k_words[] = {
     {"http", "Web pages."},
     {"https", "Web pages, encrypted."},

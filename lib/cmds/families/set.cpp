@@ -28,8 +28,6 @@ int32_t set_session_length(int32_t /*argc*/, const char *const *argv) {
     return refused;
 }
 
-constexpr cmds_where k_users = {k_in_every_mode, k_mask_user};
-
 constexpr cmds_word k_words[] = {
     {"set", "Change a setting of the shell."},
     {"length", "Lines of a screen."},
@@ -38,8 +36,8 @@ constexpr cmds_word k_words[] = {
 };
 
 constexpr cmds_form k_forms[] = {
-    setting(k_users, "set length VALUE", "Set the lines of a screen.").at_first("24").by(set_length),
-    action(k_users, "set length VALUE session", "Set the lines of a screen of this session.")
+    setting(k_shown_to_all, "set length VALUE", "Set the lines of a screen.").at_first("24").by(set_length),
+    action(k_shown_to_all, "set length VALUE session", "Set the lines of a screen of this session.")
         .by(set_session_length),
 };
 

@@ -76,8 +76,6 @@ int32_t show_tree(int32_t /*argc*/, const char *const * /*argv*/) {
     return 0;
 }
 
-constexpr cmds_where k_users = {k_in_every_mode, k_mask_user};
-
 constexpr cmds_word k_words[] = {
     {"version", "Version of the software."},
     {"uptime", "Time since the start."},
@@ -89,12 +87,12 @@ constexpr cmds_word k_words[] = {
 };
 
 constexpr cmds_form k_forms[] = {
-    show(k_users, "show version", "Show the version of the software.").by(show_version),
-    show(k_users, "show uptime", "Show the time since the start.").by(show_uptime),
-    show(k_users, "show system-info", "Show name, address and versions.").by(show_system_info),
-    show(k_users, "show cpu load", "Show the processor's load.").by(show_cpu_load),
-    show(k_users, "show modes", "Show the modes of the shell.").by(show_modes),
-    show(k_users, "show tree", "Show the words of every mode.").by(show_tree),
+    show(k_shown_to_all, "show version", "Show the version of the software.").by(show_version),
+    show(k_shown_to_all, "show uptime", "Show the time since the start.").by(show_uptime),
+    show(k_shown_to_all, "show system-info", "Show name, address and versions.").by(show_system_info),
+    show(k_shown_to_all, "show cpu load", "Show the processor's load.").by(show_cpu_load),
+    show(k_shown_to_all, "show modes", "Show the modes of the shell.").by(show_modes),
+    show(k_shown_to_all, "show tree", "Show the words of every mode.").by(show_tree),
 };
 
 } // namespace
