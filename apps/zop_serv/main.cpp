@@ -13,9 +13,11 @@
 #include "lib/cli/fatal_signals.h"
 #include "lib/cli/zopsh_timer.h"
 #include "lib/cmds/cmds_family.h"
+#include "lib/cmds/cmds_services.h"
 #include "lib/ipc/ipc_api.h"
 #include "lib/ipc/ipc_settings.h"
 #include "lib/sasi/sasi.h"
+#include "lib/services/services.h"
 
 #include <csignal>
 #include <cstdio>
@@ -98,6 +100,7 @@ bool is_served() {
 
 void init_modules() {
     ignore_result(cmds_install()); // what was refused has been told; the others serve
+    cmds_watch_services();         // the replay that follows reaches those that are here
 }
 
 void init_services() { zopsh_timer_init(); }
@@ -198,6 +201,10 @@ int serve(const options &wanted) {
     startup.init_modules = init_modules;
     startup.init_services = init_services;
     startup.skip_interface = wanted.desk;
+    startup.look_around = cmds_watch_services;
+    if (wanted.desk) {
+        services_on_desk();
+    }
     startup.socket_group = wanted.group;
     startup.services.query = query;
     if (start(wanted) && csh_server_start(startup) != 0) {

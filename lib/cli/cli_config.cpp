@@ -34,15 +34,10 @@ bool replay_line(cli_session *session, const char *line) {
     return cli_session_execute(session, line) == 0;
 }
 
-} // namespace
+using config_stream = std::unique_ptr<std::FILE, close_file>;
 
-bool cli_is_loading() { return s_loading; }
-
-int32_t cli_load_config(const char *path, void (*failed)(int32_t line)) {
-    const std::unique_ptr<std::FILE, close_file> file(std::fopen(path, "re"));
-    if (file == nullptr) {
-        return -1;
-    }
+/// Runs the lines of a stream; null has none. `name` is for the log.
+int32_t replay(std::FILE *file, const char *name, void (*failed)(int32_t line)) {
     const int32_t outer_status = cli_last_status(); // of the line whose handler loads
     const bool outer_loading = std::exchange(s_loading, true);
     cli_session session{};
@@ -51,9 +46,9 @@ int32_t cli_load_config(const char *path, void (*failed)(int32_t line)) {
     bool all_done = true;
     char line[k_line_size];
     int32_t number = 1;
-    while (std::fgets(line, sizeof line, file.get()) != nullptr) {
+    while (file != nullptr && std::fgets(line, sizeof line, file) != nullptr) {
         if (!replay_line(&session, line)) {
-            failed != nullptr ? failed(number) : ipc_log_warn("%s: line %d failed", path, number);
+            failed != nullptr ? failed(number) : ipc_log_warn("%s: line %d failed", name, number);
             all_done = false;
         }
         number += std::strchr(line, '\n') != nullptr ? 1 : 0; // or it goes on
@@ -61,4 +56,18 @@ int32_t cli_load_config(const char *path, void (*failed)(int32_t line)) {
     s_loading = outer_loading;
     cli_set_last_status(outer_status);
     return all_done ? 0 : k_cli_load_failed_lines;
+}
+
+} // namespace
+
+bool cli_is_loading() { return s_loading; }
+
+int32_t cli_load_config(const char *path, void (*failed)(int32_t line)) {
+    const config_stream file(std::fopen(path, "re"));
+    return file != nullptr ? replay(file.get(), path, failed) : -1;
+}
+
+int32_t cli_run_config(std::string text, void (*failed)(int32_t line)) {
+    const config_stream file(text.empty() ? nullptr : ::fmemopen(text.data(), text.size(), "r"));
+    return file != nullptr || text.empty() ? replay(file.get(), "", failed) : -1;
 }

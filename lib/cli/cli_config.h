@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 // The saved configuration, which is commands.
 
@@ -11,6 +12,9 @@ constexpr int32_t k_cli_load_failed_lines = -301;
 /// k_cli_load_failed_lines when at least one line failed: its number, from 1, goes to `failed`, or to the
 /// system log when that is null. The lines after it are run all the same. May be called by a handler.
 int32_t cli_load_config(const char *path, void (*failed)(int32_t line) = nullptr);
+
+/// The same with the lines of a text, which a log calls by no name.
+int32_t cli_run_config(std::string text, void (*failed)(int32_t line));
 
 /// Whether a saved configuration is being replayed.
 bool cli_is_loading();

@@ -1,6 +1,7 @@
 #include "lib/cli/csh_server.h"
 
 #include "lib/base/local_socket.h"
+#include "lib/base/monotonic.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 #include "lib/cli/cli_config.h"
@@ -28,6 +29,7 @@ constexpr const char *k_management_interface = "tap0";
 
 constexpr int32_t k_send_attempts = 5;
 constexpr useconds_t k_failure_pause_us = 10000;
+constexpr int64_t k_look_us = 1000000;
 
 csh_services s_services = {}; // set at start
 bool s_busy = false;          // a command holds the shell
@@ -323,7 +325,11 @@ int32_t csh_server_start(const csh_startup &startup) {
     while (startup.ready != nullptr && !startup.ready()) {
         wait_seconds(startup, 1);
     }
-    for (;;) {
+    for (int64_t looked_us = 0;;) {
         evtChanWait();
+        if (const int64_t now = monotonic_us(); now - looked_us >= k_look_us) {
+            looked_us = now;
+            run_step(startup.look_around);
+        }
     }
 }

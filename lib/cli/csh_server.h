@@ -40,6 +40,7 @@ struct csh_startup {
     void (*apply_static_address)();  // nothing
     bool (*ready)();                 // whether the switch's services are ready; true
     gid_t socket_group = k_no_group; // whose members may send messages, beside this user and root
+    void (*look_around)();           // called about once a second while it serves; nothing
     csh_services services;
 };
 

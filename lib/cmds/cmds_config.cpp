@@ -95,6 +95,7 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
         arguments += is_keyword(wanted) ? 0 : 1;
         append_word(arguments <= row.form->keys ? &kept->key : &kept->value, value);
         append_word(&kept->line, value);
+        kept->arguments.push_back(value);
         kept->secret |=
             row.form->secret != 0 && arguments == row.form->secret && !is_keyword(wanted) ? 1U << word : 0;
     }

@@ -27,10 +27,11 @@ bool cmds_only_records();
 
 /// The arguments of a line in the form in which they are kept.
 struct cmds_kept {
-    std::string key;   // of a setting
-    std::string value; // what follows the key
-    std::string line;  // the whole line as it is shown and replayed
-    uint32_t secret;   // bit p: word p of the line is for administrators alone
+    std::string key;                    // of a setting
+    std::string value;                  // what follows the key
+    std::string line;                   // the whole line as it is shown and replayed
+    uint32_t secret;                    // bit p: word p of the line is for administrators alone
+    std::vector<std::string> arguments; // what follows the row's keywords, a word each
 };
 
 /// Keeps the arguments of a line of this row, or says what is wrong with them. Returns 0 or a handler's

@@ -4,6 +4,7 @@
 #include "lib/cli/cli_output.h"
 #include "lib/cmds/cmds_config.h"
 #include "lib/cmds/cmds_family.h"
+#include "lib/cmds/cmds_services.h"
 #include "lib/cmds/cmds_session.h"
 
 #include <algorithm>
@@ -53,13 +54,16 @@ int32_t read_line(const cmds_row &row, int32_t argc, const char *const *argv, li
     return line->contexts.empty() ? k_cmds_failed : 0;
 }
 
-/// Takes settings away; of one that is on at first, the line that switches it off is what stands.
-int32_t undo_recorded(const cmds_row &row, int32_t argc, const char *const *argv) {
-    const cmds_row &undone = row.family->rows[row.stem];
-    line_place line;
-    if (const int32_t refused = read_line(row, argc, argv, &line); refused != 0) {
-        return refused;
+int32_t record_line(const cmds_row &row, const line_place &line) {
+    if (is_initial(*row.form, line.kept)) {
+        forget(line.contexts, cmds_rank(row), line.kept.key);
+        return 0;
     }
+    return record(line.contexts, {cmds_rank(row), line.kept.key, line.kept.line, line.kept.secret});
+}
+
+/// Takes settings away; of one that is on at first, the line that switches it off is what stands.
+int32_t record_undone(const cmds_row &undone, const line_place &line) {
     const std::string &key = line.kept.value; // an undoing line has nothing but keys
     if (is_on_at_first(*undone.form)) {
         return record(line.contexts, {cmds_rank(undone), key, line.kept.line, 0});
@@ -69,11 +73,34 @@ int32_t undo_recorded(const cmds_row &row, int32_t argc, const char *const *argv
 }
 
 /// A change that is only kept is said to be, but for those of a saved configuration.
-int32_t tell_kept(int32_t result) {
-    if (result == 0 && !cli_is_loading()) {
+int32_t tell_kept(int32_t result, cmds_carried carried) {
+    if (result == 0 && carried == cmds_carried::only_kept && !cli_is_loading()) {
         cli_print("Kept; nothing on this machine carries it out.\n");
     }
     return result;
+}
+
+int32_t change(const cmds_row &row, int32_t argc, const char *const *argv) {
+    const bool on = row.form->kind == cmds_kind::setting;
+    const cmds_row &set = on ? row : row.family->rows[row.stem];
+    line_place line;
+    if (const int32_t refused = read_line(row, argc, argv, &line); refused != 0) {
+        return refused;
+    }
+    const cmds_carried carried =
+        cmds_carry_out(on, set.command.words, line.kept, cmds_rank(set), line.contexts);
+    if (carried == cmds_carried::refused) {
+        return k_cmds_failed;
+    }
+    return tell_kept(on ? record_line(row, line) : record_undone(set, line), carried);
+}
+
+int32_t show_or_act(const cmds_row &row, int32_t argc, const char *const *argv) {
+    cmds_kept kept;
+    if (const int32_t refused = cmds_keep_line(row, argc, argv, &kept); refused != 0) {
+        return refused;
+    }
+    return row.form->kind == cmds_kind::show ? cmds_show(row, kept) : cmds_act(row, kept);
 }
 
 } // namespace
@@ -84,11 +111,7 @@ int32_t cmds_record(int32_t argc, const char *const *argv) {
     if (const int32_t refused = read_line(row, argc, argv, &line); refused != 0) {
         return refused;
     }
-    if (is_initial(*row.form, line.kept)) {
-        forget(line.contexts, cmds_rank(row), line.kept.key);
-        return 0;
-    }
-    return record(line.contexts, {cmds_rank(row), line.kept.key, line.kept.line, line.kept.secret});
+    return record_line(row, line);
 }
 
 int32_t cmds_run(int32_t argc, const char *const *argv) {
@@ -105,13 +128,13 @@ int32_t cmds_run(int32_t argc, const char *const *argv) {
     }
     switch (form.kind) {
     case cmds_kind::setting:
-        return tell_kept(cmds_record(argc, argv));
     case cmds_kind::undo:
-        return tell_kept(undo_recorded(row, argc, argv));
+        return change(row, argc, argv);
     case cmds_kind::show:
     case cmds_kind::action:
-    case cmds_kind::move:
+        return show_or_act(row, argc, argv);
+    case cmds_kind::move: // has a handler of its own
         break;
     }
-    return cmds_refuse("Not supported here");
+    return k_wrong_argument;
 }

@@ -30,3 +30,7 @@ void cmds_set_context(config_context context);
 /// The lines of a screen in a session: its own, or else those that are stored for all. For clients.
 int32_t cmds_screen_length(const cli_session &session);
 void cmds_set_screen_length(int32_t length);
+
+/// Whether shows are to be JSON in this session, and a session that wants them so.
+bool cmds_wants_json();
+cli_session cmds_with_json(cli_session session);

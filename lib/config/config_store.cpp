@@ -215,6 +215,11 @@ bool config_place_of(const config_store &store, config_context number, config_pl
     return true;
 }
 
+std::string_view config_entering_line(const config_store &store, config_context number) {
+    const context *const found = find_context(store, number);
+    return found != nullptr ? std::string_view(found->entering.line) : std::string_view();
+}
+
 bool config_leave_out(config_store &store, config_context number) {
     const context *const found = number != k_config_global ? find_context(store, number) : nullptr;
     if (found == nullptr) {

@@ -54,6 +54,9 @@ struct config_place {
 };
 [[nodiscard]] bool config_place_of(const config_store &store, config_context number, config_place *place);
 
+/// The line that enters a context; "" for the global one and for none. Good until it goes.
+[[nodiscard]] std::string_view config_entering_line(const config_store &store, config_context number);
+
 /// Takes a context with its settings away. Returns false when there is none, and for the global one.
 bool config_leave_out(config_store &store, config_context number);
 

@@ -1,0 +1,149 @@
+#include "lib/cmds/cmds_services.h"
+
+#include "lib/base/log.h"
+#include "lib/base/result.h"
+#include "lib/base/take_piece.h"
+#include "lib/cli/cli_config.h"
+#include "lib/cli/cli_output.h"
+#include "lib/cmds/cmds_session.h"
+#include "lib/config/config_file.h"
+#include "lib/services/services.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr const char *k_not_here = "Not supported here";
+
+const service *s_only = nullptr;     // null: all services carry settings out
+std::vector<const service *> s_here; // those that carry settings out and could be had at the last look
+
+using change_fn = service_answer (*service::*)(const service_call &call);
+
+/// The service for a command, if it can be had and does such things.
+const service *find_here(std::string_view words) {
+    const service *const to = services_find(words);
+    return to != nullptr && (to->is_here == nullptr || to->is_here()) ? to : nullptr;
+}
+
+service_answer change(const service &by, bool on, const service_call &call) {
+    const auto function = on ? by.apply : by.withdraw;
+    return function != nullptr ? function(call) : service_answer{service_outcome::not_supported};
+}
+
+/// Makes the setting as the configuration has it, after another context has refused the new one.
+void restore(const service &by, const service_call &call, config_context context, uint32_t rank,
+             const std::string &key) {
+    const std::string *const line = config_find(cmds_store(), context, rank, key);
+    std::vector<std::string> arguments;
+    const bool on = line != nullptr && line->starts_with(call.words);
+    if (on) {
+        std::string_view rest = std::string_view(*line).substr(std::min(call.words.size() + 1, line->size()));
+        while (!rest.empty()) {
+            arguments.emplace_back(take_piece(rest));
+        }
+    }
+    change(by, on, {call.words, arguments, call.context});
+}
+
+int32_t tell(const service_answer &answer, int32_t result_when_done) {
+    switch (answer.outcome) {
+    case service_outcome::done:
+    case service_outcome::running:
+        if (!answer.text.empty()) {
+            cli_print("%s", answer.text.c_str());
+        }
+        return result_when_done;
+    case service_outcome::refused:
+        return cmds_refuse(answer.text.c_str());
+    case service_outcome::not_supported:
+        break;
+    }
+    return cmds_refuse(k_not_here);
+}
+
+/// Has all settings made so that go to a service.
+void carry_out_again(const service &back) {
+    s_only = &back;
+    ignore_result(cli_run_config(config_text(cmds_store()), [](int32_t line) {
+        ipc_log_warn("line %d of the running configuration could not be carried out again", line);
+    }));
+    s_only = nullptr;
+}
+
+std::string_view without_first_word(std::string_view words) {
+    take_piece(words);
+    return words;
+}
+
+} // namespace
+
+cmds_carried cmds_carry_out(bool on, std::string_view words, const cmds_kept &kept, uint32_t rank,
+                            const std::vector<config_context> &contexts) {
+    const service *const to = cmds_only_records() ? nullptr : find_here(words);
+    if (to == nullptr || (s_only != nullptr && s_only != to)) {
+        return cmds_carried::only_kept;
+    }
+    bool done = false;
+    for (size_t i = 0; i < contexts.size(); i++) {
+        const auto call_in = [&](size_t j) {
+            return service_call{words, kept.arguments, config_entering_line(cmds_store(), contexts[j])};
+        };
+        const service_answer answer = change(*to, on, call_in(i));
+        if (answer.outcome == service_outcome::refused) {
+            for (size_t j = 0; j < i; j++) {
+                restore(*to, call_in(j), contexts[j], rank, kept.key);
+            }
+            tell(answer, 0);
+            return cmds_carried::refused;
+        }
+        done = done || answer.outcome == service_outcome::done;
+    }
+    return done ? cmds_carried::out : cmds_carried::only_kept;
+}
+
+int32_t cmds_show(const cmds_row &row, const cmds_kept &kept) {
+    const std::string_view words = without_first_word(row.command.words);
+    const service *const to = find_here(words);
+    if (to == nullptr || to->show == nullptr) {
+        return cmds_refuse(k_not_here);
+    }
+    report shown;
+    const service_answer answer = to->show({words, kept.arguments, ""}, shown);
+    if (answer.outcome == service_outcome::done) {
+        cmds_print_report(shown);
+    }
+    return tell(answer, 0);
+}
+
+int32_t cmds_act(const cmds_row &row, const cmds_kept &kept) {
+    const service *const to = find_here(row.command.words);
+    if (to == nullptr || to->act == nullptr) {
+        return cmds_refuse(k_not_here);
+    }
+    return tell(to->act({row.command.words, kept.arguments, ""}), 0);
+}
+
+void cmds_watch_services() {
+    static bool s_looked = false;
+    std::vector<const service *> here;
+    for (const service_route &route : services_routes()) {
+        const bool known = std::find(here.begin(), here.end(), route.to) != here.end();
+        if (!known && route.to->apply != nullptr && (route.to->is_here == nullptr || route.to->is_here())) {
+            here.push_back(route.to);
+        }
+    }
+    const std::vector<const service *> before = std::exchange(s_here, here);
+    for (const service *to : here) {
+        if (s_looked && std::find(before.begin(), before.end(), to) == before.end()) {
+            carry_out_again(*to);
+        }
+    }
+    s_looked = true;
+}
+
+void cmds_print_report(const report &from) {
+    cli_print("%s%s", (cmds_wants_json() ? report_json(from) : report_text(from)).c_str(),
+              cmds_wants_json() ? "\n" : "");
+}
