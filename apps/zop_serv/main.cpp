@@ -13,6 +13,7 @@
 #include "lib/cli/fatal_signals.h"
 #include "lib/cli/zopsh_timer.h"
 #include "lib/cmds/cmds_family.h"
+#include "lib/cmds/cmds_jobs.h"
 #include "lib/cmds/cmds_services.h"
 #include "lib/ipc/ipc_api.h"
 #include "lib/ipc/ipc_settings.h"
@@ -207,6 +208,7 @@ int serve(const options &wanted) {
     }
     startup.socket_group = wanted.group;
     startup.services.query = query;
+    startup.services.give_up = cmds_jobs_give_up;
     if (start(wanted) && csh_server_start(startup) != 0) {
         std::fprintf(stderr, "zop_serv: cannot start the shell's server\n");
     }

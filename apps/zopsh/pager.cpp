@@ -95,21 +95,34 @@ bool show_by_screens(buffer *b, const cli_session &session) {
     return true;
 }
 
+bool write_all(const std::string &text) {
+    std::fflush(stdout);
+    return write_full(STDOUT_FILENO, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+/// Tells a failure.
+bool check(bool written) {
+    if (!written) {
+        std::fprintf(stderr, "zopsh: standard output: %s\n", std::strerror(errno));
+    }
+    return written;
+}
+
 } // namespace
+
+bool pager_show_at_once(const shell &sh, const std::string &text) {
+    return check(write_all(sh.for_people ? for_terminal(text) : text));
+}
 
 bool pager_show(const shell &sh, const std::string &text) {
     if (text.empty()) {
         return true;
     }
-    std::fflush(stdout);
     const std::string shown = sh.for_people ? for_terminal(text) : text;
     const std::unique_ptr<buffer, free_buffer> queue(sh.pager ? buffer_new(0) : nullptr);
-    const bool by_screens = queue != nullptr && buffer_put(queue.get(), shown.data(), shown.size()) == 0;
-    const bool written = by_screens ? show_by_screens(queue.get(), sh.session)
-                                    : write_full(STDOUT_FILENO, shown.data(), shown.size()) ==
-                                          static_cast<ssize_t>(shown.size());
-    if (!written) {
-        std::fprintf(stderr, "zopsh: standard output: %s\n", std::strerror(errno));
+    if (queue == nullptr || buffer_put(queue.get(), shown.data(), shown.size()) != 0) {
+        return check(write_all(shown));
     }
-    return written;
+    std::fflush(stdout);
+    return check(show_by_screens(queue.get(), sh.session));
 }

@@ -3,6 +3,7 @@
 #include "apps/zopsh/filter.h"
 #include "apps/zopsh/line.h"
 #include "apps/zopsh/transport.h"
+#include "lib/base/result.h"
 #include "lib/cli/cli_error.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_status.h"
@@ -107,10 +108,17 @@ void explain(const shell &sh, const std::string &line, const csh_message &reply)
     }
 }
 
+void show_progress(const std::string &lines, void *with) {
+    // When it cannot be written, the rest cannot either, and that is told.
+    ignore_result(pager_show_at_once(*static_cast<const shell *>(with), lines));
+}
+
 line_result execute(shell *sh, const std::string &line, const std::vector<filter> &filters) {
     csh_message message{};
     message.session = sh->session;
-    const exchange_result what = transport_exchange(k_csh_execute, line.c_str(), &message);
+    // What goes through filters is shown at the end.
+    const transport_progress progress = {filters.empty() ? show_progress : nullptr, sh};
+    const exchange_result what = transport_exchange(k_csh_execute, line.c_str(), &message, progress);
     if (what != exchange_result::done) {
         return complain(what);
     }

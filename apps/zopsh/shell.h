@@ -72,6 +72,9 @@ std::string shell_explain(const shell &sh, const std::string &line, trouble what
 /// when it cannot be written.
 bool pager_show(const shell &sh, const std::string &text);
 
+/// The same at once, without screens.
+bool pager_show_at_once(const shell &sh, const std::string &text);
+
 /// Reads lines from the terminal, with editing, history, help and completion, and runs them until the user
 /// leaves or the server is gone.
 line_result editor_run(shell *sh);

@@ -30,6 +30,7 @@ bool s_has_terminal = false;
 int s_socket = -1;
 int s_timeout_seconds = 0;
 int32_t s_serial = 0; // of the last request that carried one
+size_t s_shown = 0;   // bytes of the output file that have been shown while the command ran
 
 /// By calls that are safe in a signal handler, like the others here.
 void remove_files() {
@@ -139,7 +140,8 @@ exchange_result not_sent() {
     }
 }
 
-constexpr int64_t k_look_ms = 500; // how often it is looked whether there still is a server
+constexpr int64_t k_look_ms = 300; // how often it is looked whether there still is a server, and output
+constexpr int64_t k_end_ms = 1500; // how long the end of a command is waited for that was asked to end
 
 /// Whether the reply to a request of this type has been received.
 bool take_reply(int32_t type, csh_message *message) {
@@ -147,18 +149,52 @@ bool take_reply(int32_t type, csh_message *message) {
     return length == sizeof *message && (!carries_serial(type) || message->auxiliary == s_serial);
 }
 
-exchange_result receive(csh_message *message) {
+/// Asks the server to end what goes on beside it for this client. Its reply carries no serial that is waited
+/// for.
+void ask_for_end() {
+    csh_message message{};
+    message.type = k_csh_give_up;
+    message.pid = ::getpid();
+    // A server that cannot be reached is found out by the wait that goes on.
+    ignore_result(::send(s_socket, &message, sizeof message, MSG_DONTWAIT));
+}
+
+/// Shows the whole lines that have come. Returns whether there were any.
+bool show_progress(const transport_progress &progress) {
+    const std::string lines = [] {
+        std::string text = transport_output();
+        text.erase(text.rfind('\n') + 1); // npos + 1 is 0
+        return text;
+    }();
+    if (lines.empty()) {
+        return false;
+    }
+    s_shown += lines.size();
+    progress.show(lines, progress.with);
+    return true;
+}
+
+int64_t now_ms() { return monotonic_us() / 1000; }
+
+exchange_result receive(csh_message *message, const transport_progress &progress) {
     const int32_t type = message->type;
-    const int64_t deadline = monotonic_us() / 1000 + int64_t{s_timeout_seconds} * 1000;
+    int64_t deadline = now_ms() + int64_t{s_timeout_seconds} * 1000;
+    bool interrupted = false;
     for (;;) {
         pollfd waiting = {s_socket, POLLIN, 0};
-        const int64_t left = deadline - monotonic_us() / 1000;
+        const int64_t left = deadline - now_ms();
         if (left <= 0) {
-            return exchange_result::no_reply;
+            return interrupted ? exchange_result::interrupted : exchange_result::no_reply;
         }
         const int ready = ::poll(&waiting, 1, static_cast<int>(std::min(left, k_look_ms)));
         if (ready < 0) {
-            return exchange_result::interrupted;
+            if (interrupted || type != k_csh_execute) {
+                return exchange_result::interrupted;
+            }
+            interrupted = true;
+            ask_for_end();
+            deadline = now_ms() + k_end_ms;
+            continue;
         }
         const bool ended = ready == 0 && server_has_ended(); // perhaps after it had answered
         if (take_reply(type, message)) {
@@ -166,6 +202,9 @@ exchange_result receive(csh_message *message) {
         }
         if (ended) {
             return exchange_result::ended;
+        }
+        if (ready == 0 && progress.show != nullptr && show_progress(progress) && !interrupted) {
+            deadline = now_ms() + int64_t{s_timeout_seconds} * 1000;
         }
     }
 }
@@ -186,7 +225,9 @@ void transport_close() {
     s_socket = -1;
 }
 
-exchange_result transport_exchange(int32_t type, const char *text, csh_message *message) {
+exchange_result transport_exchange(int32_t type, const char *text, csh_message *message,
+                                   const transport_progress &progress) {
+    s_shown = 0;
     message->type = type;
     message->pid = ::getpid();
     std::memset(message->text, 0, sizeof message->text);
@@ -203,7 +244,7 @@ exchange_result transport_exchange(int32_t type, const char *text, csh_message *
     if (connected != 0 || ::send(s_socket, message, sizeof *message, 0) != sizeof *message) {
         return not_sent();
     }
-    const exchange_result received = receive(message);
+    const exchange_result received = receive(message, progress);
     if (received != exchange_result::done) {
         return received;
     }
@@ -217,7 +258,7 @@ exchange_result transport_exchange(int32_t type, const char *text, csh_message *
 std::string transport_output() {
     const plain_file file = plain_file_open(s_output_path, O_RDONLY);
     std::string text;
-    if (!file.fd.valid()) {
+    if (!file.fd.valid() || ::lseek(file.fd.get(), static_cast<off_t>(s_shown), SEEK_SET) < 0) {
         return text;
     }
     std::array<char, 4096> piece{};

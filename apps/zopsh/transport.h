@@ -26,11 +26,20 @@ enum class exchange_result {
 /// Removes the socket and the output file.
 void transport_close();
 
-/// Sends a request of a type with the text and fields of `message`, whose other fields are filled here, and
-/// receives the reply into it. `full` only answers a registration.
-[[nodiscard]] exchange_result transport_exchange(int32_t type, const char *text, csh_message *message);
+/// Who is shown what a command prints while it still runs: whole lines.
+struct transport_progress {
+    void (*show)(const std::string &lines, void *with); // null: nobody
+    void *with;
+};
 
-/// What the server wrote for the last request.
+/// Sends a request of a type with the text and fields of `message`, whose other fields are filled here, and
+/// receives the reply into it. `full` only answers a registration. What runs longer than a moment is shown to
+/// `progress`, and its answer waited for anew with every line. The first Ctrl-C asks for its end, and waits a
+/// little for it.
+[[nodiscard]] exchange_result transport_exchange(int32_t type, const char *text, csh_message *message,
+                                                 const transport_progress &progress = {nullptr, nullptr});
+
+/// What the server wrote for the last request and `progress` was not shown.
 std::string transport_output();
 
 /// An answer other than done in words.

@@ -36,6 +36,7 @@ static_assert(offsetof(csh_message, auxiliary) == 568);
 // Request types.
 constexpr int32_t k_csh_register = 2;
 constexpr int32_t k_csh_execute = 4;
+constexpr int32_t k_csh_give_up = 5; // ends what goes on beside the server for this client
 constexpr int32_t k_csh_release_busy = 6;
 constexpr int32_t k_csh_query = 7;
 constexpr int32_t k_csh_auxiliary = 9; // answered without a reply code: the type stays

@@ -7,6 +7,7 @@
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_clients.h"
+#include "lib/cli/csh_kept.h"
 #include "lib/cli/csh_message.h"
 #include "lib/cli/csh_output.h"
 #include "lib/cli/csh_status.h"
@@ -34,6 +35,8 @@ constexpr int64_t k_look_us = 1000000;
 csh_services s_services = {}; // set at start
 bool s_busy = false;          // a command holds the shell
 int s_socket = -1;            // -1: not made
+csh_kept_reply *s_keeping =
+    nullptr; // the place of the reply to the line that is being run; null: it is not kept
 
 // ---- one message
 
@@ -53,7 +56,16 @@ void apply_status(int32_t status, status_text &text) {
     }
 }
 
+/// Ends what goes on for a client, if anything does.
+void give_up(int32_t pid) {
+    const csh_kept_reply *const kept = csh_kept_of_client(pid);
+    if (kept != nullptr && s_services.give_up != nullptr) {
+        s_services.give_up(kept->ticket);
+    }
+}
+
 void execute(csh_message *message, const char *line) {
+    give_up(message->pid);
     csh_output_truncate();
     message->result2 = cli_session_execute(&message->session, line);
     message->result1 = cli_last_status();
@@ -106,6 +118,9 @@ int32_t serve(csh_message *message, const char *text) {
     case k_csh_query:
         query(message, text);
         return k_csh_done;
+    case k_csh_give_up:
+        give_up(message->pid);
+        return k_csh_done;
     case k_csh_auxiliary:
         exchange_auxiliary(message);
         return k_csh_auxiliary;
@@ -129,14 +144,8 @@ int32_t serve(csh_message *message, const char *text) {
     }
 }
 
-struct message_sender {
-    sockaddr_un address;
-    socklen_t length;
-    ucred user; // its process, as this one sees it
-};
-
 /// Receives a message and who has sent it. Returns the length it was sent with, -1 when there is none.
-ssize_t receive(int fd, csh_message *message, message_sender *sender) {
+ssize_t receive(int fd, csh_message *message, csh_sender *sender) {
     // Room for the credentials alone: the kernel closes descriptors that are sent along.
     alignas(cmsghdr) std::array<uint8_t, CMSG_SPACE(sizeof(ucred))> control{};
     iovec whole = {message, sizeof *message};
@@ -165,7 +174,7 @@ bool speaks_for(const ucred &sender, int32_t pid) {
 
 /// A client can put a link to the server in the place of its own socket. Then its reply comes back here, and
 /// would be answered for ever.
-bool is_own_reply(int fd, const message_sender &sender) {
+bool is_own_reply(int fd, const csh_sender &sender) {
     sockaddr_un own{};
     socklen_t length = sizeof own;
     return ::getsockname(fd, reinterpret_cast<sockaddr *>(&own), &length) == 0 && length == sender.length &&
@@ -190,7 +199,7 @@ void process(csh_message *message, const ucred &sender) {
     message->type = serve(message, text);
 }
 
-void reply(int fd, const csh_message &message, const message_sender &client) {
+void reply(int fd, const csh_message &message, const csh_sender &client) {
     for (int32_t attempt = 0; attempt < k_send_attempts; attempt++) {
         if (::sendto(fd, &message, sizeof message, MSG_DONTWAIT,
                      reinterpret_cast<const sockaddr *>(&client.address), client.length) >= 0) {
@@ -284,7 +293,7 @@ void csh_set_services(const csh_services &services) { s_services = services; }
 
 void servMessageDispatcher(int fd) {
     csh_message message{};
-    message_sender client{};
+    csh_sender client{};
     const ssize_t length = receive(fd, &message, &client);
     const int error = length < 0 ? errno : 0;
     if (length != static_cast<ssize_t>(sizeof message)) {
@@ -299,8 +308,37 @@ void servMessageDispatcher(int fd) {
     if (is_own_reply(fd, client)) {
         return;
     }
+    s_keeping = nullptr;
     process(&message, client.user);
+    if (s_keeping != nullptr) {
+        s_keeping->message = message;
+        s_keeping->client = client;
+        s_keeping = nullptr;
+        return;
+    }
     reply(fd, message, client);
+}
+
+int32_t csh_keep_reply() {
+    s_keeping = s_keeping != nullptr ? s_keeping : csh_kept_take();
+    return s_keeping != nullptr ? s_keeping->ticket : 0;
+}
+
+bool csh_select_kept(int32_t ticket) {
+    const csh_kept_reply *const kept = csh_kept_find(ticket);
+    if (kept != nullptr) {
+        csh_output_set_client(kept->message.pid, kept->client.user.uid);
+    }
+    return kept != nullptr;
+}
+
+void csh_answer(int32_t ticket, int32_t result) {
+    csh_kept_reply *const kept = csh_kept_find(ticket);
+    if (kept != nullptr) {
+        kept->message.result2 = result;
+        reply(s_socket, kept->message, kept->client);
+        csh_kept_free(kept);
+    }
 }
 
 int32_t csh_server_start(const csh_startup &startup) {
@@ -329,6 +367,9 @@ int32_t csh_server_start(const csh_startup &startup) {
         evtChanWait();
         if (const int64_t now = monotonic_us(); now - looked_us >= k_look_us) {
             looked_us = now;
+            if (s_services.give_up != nullptr) {
+                csh_kept_orphans(s_services.give_up);
+            }
             run_step(startup.look_around);
         }
     }

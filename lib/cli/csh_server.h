@@ -27,6 +27,10 @@ struct csh_services {
     int32_t (*authenticate_15)(int32_t type, const char *text);
     int32_t (*authenticate_18)(int32_t type, const char *text);
     int32_t (*authenticate_19)(int32_t type, const char *text);
+    /// The client of a reply that is kept back (csh_keep_reply) waits no longer: it has asked for an end
+    /// (type 6), has sent another line, or is no more. What was begun for it is to end; it may still be
+    /// answered.
+    void (*give_up)(int32_t ticket);
 };
 
 /// What the server does before it serves. Null members have the default that stands beside them.
@@ -51,6 +55,18 @@ struct csh_startup {
 
 /// Serves one message of the server's socket.
 void servMessageDispatcher(int fd);
+
+/// Keeps the reply to the line that is being run back, for a handler whose work goes on beside the server:
+/// other clients are served meanwhile. Its result counts for nothing. Returns a ticket above 0 for
+/// csh_answer, 0 when as many replies are kept back as there can be clients.
+[[nodiscard]] int32_t csh_keep_reply();
+
+/// Makes the client of a reply that is kept back the current one, whose output file cli_print writes to.
+/// Returns whether there still is such a reply.
+bool csh_select_kept(int32_t ticket);
+
+/// Sends a reply that was kept back, with the result of its line. Without one nothing is done.
+void csh_answer(int32_t ticket, int32_t result);
 
 /// Sets the services without a start; for who serves messages itself.
 void csh_set_services(const csh_services &services);

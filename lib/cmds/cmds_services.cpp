@@ -5,6 +5,7 @@
 #include "lib/base/take_piece.h"
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_output.h"
+#include "lib/cmds/cmds_jobs.h"
 #include "lib/cmds/cmds_session.h"
 #include "lib/config/config_file.h"
 #include "lib/services/services.h"
@@ -49,8 +50,9 @@ void restore(const service &by, const service_call &call, config_context context
 
 int32_t tell(const service_answer &answer, int32_t result_when_done) {
     switch (answer.outcome) {
-    case service_outcome::done:
     case service_outcome::running:
+        return cmds_jobs_take(answer.job);
+    case service_outcome::done:
         if (!answer.text.empty()) {
             cli_print("%s", answer.text.c_str());
         }

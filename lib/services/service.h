@@ -1,5 +1,6 @@
 #pragma once
 
+#include "lib/services/program.h"
 #include "lib/services/report.h"
 
 #include <cstdint>
@@ -23,12 +24,13 @@ enum class service_outcome : uint8_t {
     done,
     refused,       // `text` says why; nothing has been changed
     not_supported, // this service does nothing for this command here
-    running,       // what was begun goes on beside the server, and answers the client itself when it ends
+    running,       // it goes on beside the server, as a program
 };
 
 struct service_answer {
     service_outcome outcome = service_outcome::done;
     std::string text = {};
+    program job = {}; // running: whose output is the command's, and whose end is its end
 };
 
 /// A member that is null does nothing: not_supported.
