@@ -106,10 +106,17 @@ void init_modules() {
 
 void init_services() { zopsh_timer_init(); }
 
-/// What a client asks about an unfinished line: help, or what its last word can be completed to.
-int32_t query(int32_t flag, const char *text, const cli_session &session) {
+/// What a client asks about a line.
+int32_t query(int32_t form, const char *text, const cli_session &session) {
     csh_output_truncate();
-    return flag == 1 ? cli_help_line(session, text) : cli_complete_line(session, text);
+    switch (form) {
+    case k_csh_query_help:
+        return cli_help_line(session, text);
+    case k_csh_query_secret:
+        return cmds_holds_secret(text) ? 1 : 0;
+    default:
+        return cli_complete_line(session, text);
+    }
 }
 
 int usage(std::FILE *out, int status) {

@@ -1,5 +1,6 @@
 // The lines of a person at a terminal: edited, remembered, completed, helped with.
 
+#include "apps/zopsh/history.h"
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/terminal.h"
 #include "lib/base/result.h"
@@ -7,7 +8,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <histedit.h>
+#include <poll.h>
+#include <unistd.h>
 
 namespace {
 
@@ -148,14 +150,45 @@ std::optional<std::string> edit_line(EditLine *editor, History *history) {
     }
     std::string line(typed, static_cast<size_t>(length));
     line.erase(line.find_last_not_of("\r\n") + 1);
-    if (line.find_first_not_of(" \t") != std::string::npos) {
+    if (line.find_first_not_of(" \t") != std::string::npos && shell_may_remember(*s_shell, line)) {
         remember(history, line.c_str());
     }
     return line;
 }
 
+// ---- lines that come faster than anybody types
+
+constexpr int k_paste_pause_ms = 100; // nothing for so long: the end of what was pasted
+
+/// Lines pasted at once: how many there have been, and which of them failed.
+struct paste {
+    int32_t count = 0;
+    std::string failed;
+};
+
+bool more_within(int milliseconds) {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    return ::poll(&input, 1, milliseconds) > 0;
+}
+
+/// Notes what became of a line. When no more are waiting, those that failed are named: their complaints have
+/// gone by.
+void note(paste *pasted, bool done) {
+    pasted->count++;
+    if (!done) {
+        pasted->failed += (pasted->failed.empty() ? "" : ", ") + std::to_string(pasted->count);
+    }
+    if (more_within(pasted->count > 1 ? k_paste_pause_ms : 0)) {
+        return;
+    }
+    if (pasted->count > 1 && !pasted->failed.empty()) {
+        std::fprintf(stderr, "zopsh: of %d lines these failed: %s\n", pasted->count, pasted->failed.c_str());
+    }
+    *pasted = {};
+}
+
 line_result run_lines(EditLine *editor, History *history) {
-    for (;;) {
+    for (paste pasted;;) {
         const bool asking = shell_is_asking(*s_shell);
         const std::optional<std::string> line =
             asking ? shell_read_answer(s_shell) : edit_line(editor, history);
@@ -170,6 +203,7 @@ line_result run_lines(EditLine *editor, History *history) {
         if (result == line_result::ended || result == line_result::no_server) {
             return result;
         }
+        note(&pasted, result == line_result::done);
     }
 }
 
@@ -186,7 +220,9 @@ line_result editor_run(shell *sh) {
         return line_result::failed;
     }
     set_up(editor, history);
+    history_read(history);
     const line_result result = run_lines(editor, history);
+    history_write(history);
     history_end(history);
     el_end(editor);
     return result;

@@ -5,7 +5,7 @@
 #include "apps/zopsh/transport.h"
 #include "lib/base/parse_number.h"
 #include "lib/base/standard_streams.h"
-#include "lib/cmds/cmds_modes.h"
+#include "lib/cmds/cmds_session.h"
 
 #include <clocale>
 #include <cstdio>
@@ -19,13 +19,15 @@ constexpr int k_status_failed = 1;
 constexpr int k_status_not_begun = 2; // wrong options, or no server
 
 constexpr const char *k_usage =
-    "usage: zopsh [-c LINE]... [--config | --user] [--no-pager] [--timeout SECONDS]\n"
+    "usage: zopsh [-c LINE]... [--config | --user] [--no-pager] [--json]\n"
+    "             [--timeout SECONDS]\n"
     "Opens the switch's command shell. Without -c, lines come from standard input.\n"
     "\n"
     "  -c LINE             runs the line, and the next one; nothing is read then\n"
     "  --config            begins in the configuration\n"
     "  --user              lists and takes the commands of users alone, who only look\n"
     "  --no-pager          shows all output at once, as where it goes to a file\n"
+    "  --json              lets commands show their tables as JSON, one object a command\n"
     "  --timeout SECONDS   how long an answer is waited for, 1 to 3600; 30 otherwise\n"
     "  --help              shows this text\n"
     "\n"
@@ -38,6 +40,7 @@ struct options {
     int32_t mode_id = k_mode_exec;
     bool user_only = false;
     bool pager = true;
+    bool json = false;
     int timeout_seconds = 30;
 };
 
@@ -50,10 +53,13 @@ int usage(std::FILE *out, int status) {
 
 /// Returns -1 to go on, otherwise the status to leave with.
 int parse(int argc, char **argv, options *wanted) {
-    constexpr option k_options[] = {
-        {"config", no_argument, nullptr, 'g'},   {"user", no_argument, nullptr, 'u'},
-        {"no-pager", no_argument, nullptr, 'p'}, {"timeout", required_argument, nullptr, 't'},
-        {"help", no_argument, nullptr, 'h'},     {nullptr, 0, nullptr, 0}};
+    constexpr option k_options[] = {{"config", no_argument, nullptr, 'g'},
+                                    {"user", no_argument, nullptr, 'u'},
+                                    {"no-pager", no_argument, nullptr, 'p'},
+                                    {"timeout", required_argument, nullptr, 't'},
+                                    {"json", no_argument, nullptr, 'j'},
+                                    {"help", no_argument, nullptr, 'h'},
+                                    {nullptr, 0, nullptr, 0}};
     for (int letter = 0; (letter = getopt_long(argc, argv, "c:", k_options, nullptr)) != -1;) {
         switch (letter) {
         case 'c':
@@ -67,6 +73,9 @@ int parse(int argc, char **argv, options *wanted) {
             break;
         case 'p':
             wanted->pager = false;
+            break;
+        case 'j':
+            wanted->json = true;
             break;
         case 't':
             if (!parse_number(optarg, 1, k_timeout_max_s, &wanted->timeout_seconds)) {
@@ -88,8 +97,14 @@ bool is_for_person(const options &wanted) {
     return wanted.lines.empty() && ::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1;
 }
 
+cli_session first_session(const options &wanted) {
+    cli_session session = cmds_session_in(wanted.mode_id, wanted.user_only);
+    session = wanted.json ? cmds_with_json(session) : session;
+    return is_for_person(wanted) ? cmds_with_person(session) : session;
+}
+
 int run(shell *sh, const options &wanted) {
-    if (shell_register(sh, cmds_session_in(wanted.mode_id, wanted.user_only)) != line_result::done) {
+    if (shell_register(sh, first_session(wanted)) != line_result::done) {
         return k_status_not_begun;
     }
     bool done = false;

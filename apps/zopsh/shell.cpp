@@ -17,9 +17,6 @@
 
 namespace {
 
-constexpr int32_t k_help = 1;
-constexpr int32_t k_completions = 0;
-
 line_result complain(exchange_result what) {
     switch (what) {
     case exchange_result::no_reply:
@@ -173,14 +170,24 @@ line_result shell_run(shell *sh, const std::string &line) {
     return question ? list_help(*sh, *question) : execute(sh, split->command, split->filters);
 }
 
-shell_listing shell_help(const shell &sh, const std::string &line) { return query(sh, k_help, line); }
+shell_listing shell_help(const shell &sh, const std::string &line) {
+    return query(sh, k_csh_query_help, line);
+}
 
 shell_listing shell_completions(const shell &sh, const std::string &line) {
-    shell_listing listing = query(sh, k_completions, line);
+    shell_listing listing = query(sh, k_csh_query_completions, line);
     // Patterns may have a choice in common.
     std::sort(listing.lines.begin(), listing.lines.end());
     listing.lines.erase(std::unique(listing.lines.begin(), listing.lines.end()), listing.lines.end());
     return listing;
+}
+
+bool shell_may_remember(const shell &sh, const std::string &line) {
+    csh_message message{};
+    message.flag = k_csh_query_secret;
+    message.session = sh.session;
+    return transport_exchange(k_csh_query, line.c_str(), &message) == exchange_result::done &&
+           message.session.mode_mask == 0; // where the reply has the result
 }
 
 std::string shell_prompt(const shell &sh) {

@@ -53,6 +53,9 @@ shell_listing shell_help(const shell &sh, const std::string &line);
 /// What the last word of a line can be completed to, each word once.
 shell_listing shell_completions(const shell &sh, const std::string &line);
 
+/// Whether a history may keep a line: the server says that there is no secret in it.
+bool shell_may_remember(const shell &sh, const std::string &line);
+
 /// The prompt: host name and mode.
 std::string shell_prompt(const shell &sh);
 

@@ -41,6 +41,12 @@ constexpr int32_t k_csh_release_busy = 6;
 constexpr int32_t k_csh_query = 7;
 constexpr int32_t k_csh_auxiliary = 9; // answered without a reply code: the type stays
 
+// Forms of k_csh_query, by the flag; any other is the second one. The result of the first two is the number
+// of lines.
+constexpr int32_t k_csh_query_help = 1;
+constexpr int32_t k_csh_query_completions = 0;
+constexpr int32_t k_csh_query_secret = 3; // 1 when the line holds a secret, which no history is to keep
+
 // Reply codes.
 constexpr int32_t k_csh_full = 0; // the client table is full, a service failed, or the pid is another's
 constexpr int32_t k_csh_done = 1;

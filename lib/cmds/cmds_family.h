@@ -43,6 +43,10 @@ const cmds_row *cmds_entering_row(const cmds_mode &mode);
 /// The place of a row among all commands, by which settings are ordered; rows of the same keywords share it.
 uint32_t cmds_rank(const cmds_row &row);
 
+/// Whether a line gives a password, a key or the like away: its words fit those of a command that has one, in
+/// whatever mode.
+[[nodiscard]] bool cmds_holds_secret(const char *line);
+
 /// The handler of every row: carries it out by its own handler or in the way of its kind. Words after a
 /// command without arguments are refused, but for "no ...", whose settings say what they were.
 int32_t cmds_run(int32_t argc, const char *const *argv);

@@ -10,13 +10,18 @@ namespace {
 // Places of the session's values.
 constexpr size_t k_place_ports = 0;
 constexpr size_t k_place_context = 1;
-constexpr size_t k_place_screen = 2; // how output is wanted
+constexpr size_t k_place_client = 2; // how the client wants to be treated
 
-constexpr int32_t k_screen_length_bits = 0x7FFF; // 0: the session has none of its own
-constexpr int32_t k_json_bit = 0x10000;
+constexpr uint32_t k_screen_length_bits = 0x7FFF; // 0: the session has none of its own
+constexpr uint32_t k_json_bit = 0x10000;
+constexpr uint32_t k_person_bit = 0x20000;
 static_assert(k_screen_length_max <= k_screen_length_bits);
 
 constexpr uint32_t k_all_ports = ((1U << k_switch_ports) - 1) << 1;
+
+uint32_t client_bits() {
+    return cli_session_bits(k_place_client, k_screen_length_bits | k_json_bit | k_person_bit).value_or(0);
+}
 
 } // namespace
 
@@ -40,20 +45,24 @@ std::optional<config_context> cmds_context() { return cli_session_number(k_place
 void cmds_set_context(config_context context) { cli_session_set(k_place_context, context); }
 
 int32_t cmds_screen_length(const cli_session &session) {
-    const int32_t length = session.values[k_place_screen] & k_screen_length_bits;
+    const auto length =
+        static_cast<int32_t>(static_cast<uint32_t>(session.values[k_place_client]) & k_screen_length_bits);
     return length >= k_screen_length_min && length <= k_screen_length_max ? length : screen_length();
 }
 
 void cmds_set_screen_length(int32_t length) {
-    cli_session_set(k_place_screen, length | (cmds_wants_json() ? k_json_bit : 0));
+    cli_session_set(k_place_client, length | static_cast<int32_t>(client_bits() & ~k_screen_length_bits));
 }
 
-bool cmds_wants_json() {
-    constexpr auto k_all = static_cast<uint32_t>(k_screen_length_bits | k_json_bit);
-    return (cli_session_bits(k_place_screen, k_all).value_or(0) & k_json_bit) != 0;
-}
+bool cmds_wants_json() { return (client_bits() & k_json_bit) != 0; }
+bool cmds_can_ask() { return (client_bits() & k_person_bit) != 0; }
 
 cli_session cmds_with_json(cli_session session) {
-    session.values[k_place_screen] |= k_json_bit;
+    session.values[k_place_client] |= static_cast<int32_t>(k_json_bit);
+    return session;
+}
+
+cli_session cmds_with_person(cli_session session) {
+    session.values[k_place_client] |= static_cast<int32_t>(k_person_bit);
     return session;
 }

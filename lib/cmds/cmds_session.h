@@ -31,6 +31,8 @@ void cmds_set_context(config_context context);
 int32_t cmds_screen_length(const cli_session &session);
 void cmds_set_screen_length(int32_t length);
 
-/// Whether shows are to be JSON in this session, and a session that wants them so.
+/// How a client wants to be treated: shows as JSON, and questions put, since a person is there to answer.
 bool cmds_wants_json();
+bool cmds_can_ask();
 cli_session cmds_with_json(cli_session session);
+cli_session cmds_with_person(cli_session session);

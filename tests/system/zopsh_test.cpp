@@ -250,7 +250,8 @@ struct scripted_reply {
 
 using server_script = std::vector<std::vector<scripted_reply>>;
 
-/// Plays the shell's server: for every request the replies of a row. Returns the lines that came.
+/// Plays the shell's server: for every request the replies of a row, but for those whether a line may be
+/// remembered. Returns the lines that came.
 std::string play_server(int fd, const server_script &script) {
     std::string lines;
     for (const std::vector<scripted_reply> &replies : script) {
@@ -258,7 +259,13 @@ std::string play_server(int fd, const server_script &script) {
         sockaddr_un client{};
         socklen_t length = sizeof client;
         auto *const address = reinterpret_cast<sockaddr *>(&client);
-        EXPECT_EQ(572, ::recvfrom(fd, &message, sizeof message, 0, address, &length));
+        const auto receive = [&] { return ::recvfrom(fd, &message, sizeof message, 0, address, &length); };
+        EXPECT_EQ(572, receive());
+        while (message.type == k_csh_query) {
+            message.session.mode_mask = 0;
+            ::sendto(fd, &message, sizeof message, 0, address, length);
+            EXPECT_EQ(572, receive());
+        }
         lines += std::string(message.text) + "\n";
         for (const scripted_reply &reply : replies) {
             message.type = reply.code;
