@@ -17,7 +17,8 @@
     X(set)                                                                                                   \
     X(servers)                                                                                               \
     X(system)                                                                                                \
-    X(dot1x)
+    X(dot1x)                                                                                                 \
+    X(tacacs_plus)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
