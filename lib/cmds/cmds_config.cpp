@@ -92,12 +92,13 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
             fault != nullptr) {
             return cmds_refuse(fault);
         }
-        arguments += is_keyword(wanted) ? 0 : 1;
-        append_word(arguments <= row.form->keys ? &kept->key : &kept->value, value);
+        const bool keyword = is_keyword(wanted);
+        const bool of_key = arguments < row.form->keys; // a keyword after the last key is the value's
+        arguments += keyword ? 0 : 1;
+        append_word(of_key ? &kept->key : &kept->value, value);
         append_word(&kept->line, value);
         kept->arguments.push_back(value);
-        kept->secret |=
-            row.form->secret != 0 && arguments == row.form->secret && !is_keyword(wanted) ? 1U << word : 0;
+        kept->secret |= row.form->secret != 0 && arguments == row.form->secret && !keyword ? 1U << word : 0;
     }
     return config_line_fits(kept->line) ? 0 : cmds_refuse("This line is too long to be kept");
 }

@@ -16,7 +16,14 @@
     X(configuration)                                                                                         \
     X(set)                                                                                                   \
     X(servers)                                                                                               \
-    X(system)
+    X(system)                                                                                                \
+    X(dot1x)                                                                                                 \
+    X(tacacs_plus)                                                                                           \
+    X(dhcp_options)                                                                                          \
+    X(dhcp_snooping)                                                                                         \
+    X(dhcp)                                                                                                  \
+    X(arp_inspection)                                                                                        \
+    X(access_list)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
