@@ -92,8 +92,9 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
             fault != nullptr) {
             return cmds_refuse(fault);
         }
+        const bool in_key = arguments < row.form->keys; // a keyword behind the last key is not
         arguments += is_keyword(wanted) ? 0 : 1;
-        append_word(arguments <= row.form->keys ? &kept->key : &kept->value, value);
+        append_word(in_key ? &kept->key : &kept->value, value);
         append_word(&kept->line, value);
         kept->secret |=
             row.form->secret != 0 && arguments == row.form->secret && !is_keyword(wanted) ? 1U << word : 0;
