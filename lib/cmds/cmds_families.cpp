@@ -16,7 +16,8 @@
     X(configuration)                                                                                         \
     X(set)                                                                                                   \
     X(servers)                                                                                               \
-    X(system)
+    X(system)                                                                                                \
+    X(vlan)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
