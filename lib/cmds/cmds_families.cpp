@@ -17,7 +17,11 @@
     X(set)                                                                                                   \
     X(servers)                                                                                               \
     X(system)                                                                                                \
-    X(vlan)
+    X(vlan)                                                                                                  \
+    X(vlan_stacking)                                                                                         \
+    X(mac_vlan)                                                                                              \
+    X(protocol_vlan)                                                                                         \
+    X(port_isolation)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
