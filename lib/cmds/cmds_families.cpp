@@ -21,7 +21,8 @@
     X(vlan_stacking)                                                                                         \
     X(mac_vlan)                                                                                              \
     X(protocol_vlan)                                                                                         \
-    X(port_isolation)
+    X(port_isolation)                                                                                        \
+    X(mvr)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
