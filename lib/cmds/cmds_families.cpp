@@ -22,7 +22,9 @@
     X(mac_vlan)                                                                                              \
     X(protocol_vlan)                                                                                         \
     X(port_isolation)                                                                                        \
-    X(mvr)
+    X(mvr)                                                                                                   \
+    X(igmp_snooping)                                                                                         \
+    X(mld_snooping)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
