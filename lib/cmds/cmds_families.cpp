@@ -24,7 +24,9 @@
     X(port_isolation)                                                                                        \
     X(mvr)                                                                                                   \
     X(igmp_snooping)                                                                                         \
-    X(mld_snooping)
+    X(mld_snooping)                                                                                          \
+    X(link_aggregation)                                                                                      \
+    X(link_aggregation_load_balance)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
