@@ -24,6 +24,16 @@
     X(dhcp)                                                                                                  \
     X(arp_inspection)                                                                                        \
     X(access_list)
+    X(vlan)                                                                                                  \
+    X(vlan_stacking)                                                                                         \
+    X(mac_vlan)                                                                                              \
+    X(protocol_vlan)                                                                                         \
+    X(port_isolation)                                                                                        \
+    X(mvr)                                                                                                   \
+    X(igmp_snooping)                                                                                         \
+    X(mld_snooping)                                                                                          \
+    X(link_aggregation)                                                                                      \
+    X(link_aggregation_load_balance)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
