@@ -23,7 +23,7 @@
     X(dhcp_snooping)                                                                                         \
     X(dhcp)                                                                                                  \
     X(arp_inspection)                                                                                        \
-    X(access_list)
+    X(access_list)                                                                                           \
     X(vlan)                                                                                                  \
     X(vlan_stacking)                                                                                         \
     X(mac_vlan)                                                                                              \
