@@ -12,6 +12,7 @@
 #include "lib/cli/csh_server.h"
 #include "lib/cli/fatal_signals.h"
 #include "lib/cli/zopsh_timer.h"
+#include "lib/cmds/cmds_failures.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_jobs.h"
 #include "lib/cmds/cmds_services.h"
@@ -104,7 +105,10 @@ void init_modules() {
     cmds_watch_services();         // the replay that follows reaches those that are here
 }
 
-void init_services() { zopsh_timer_init(); }
+void init_services() {
+    cmds_end_failures();
+    zopsh_timer_init();
+}
 
 /// What a client asks about a line.
 int32_t query(int32_t form, const char *text, const cli_session &session) {
@@ -209,6 +213,7 @@ int serve(const options &wanted) {
     startup.init_modules = init_modules;
     startup.init_services = init_services;
     startup.skip_interface = wanted.desk;
+    startup.line_failed = cmds_note_failure;
     startup.look_around = cmds_watch_services;
     if (wanted.desk) {
         services_on_desk();

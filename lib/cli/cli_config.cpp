@@ -5,7 +5,6 @@
 #include "lib/cli/cli_parser.h"
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -18,6 +17,22 @@ constexpr size_t k_line_size = 256; // a longer line is taken in pieces of 255 c
 struct close_file {
     void operator()(std::FILE *file) const { std::fclose(file); }
 };
+
+/// Reads the next line, or the next piece of a longer one, as fgets does, but tells a line feed after a NUL,
+/// too. Returns false at the end.
+bool read_piece(std::FILE *file, char (&line)[k_line_size], bool *ended) {
+    size_t length = 0;
+    int byte = EOF;
+    while (length < k_line_size - 1 && (byte = std::getc(file)) != EOF) {
+        line[length++] = static_cast<char>(byte);
+        if (byte == '\n') {
+            break;
+        }
+    }
+    line[length] = '\0';
+    *ended = byte == '\n';
+    return length > 0;
+}
 
 /// Runs one line. A first word that begins with '#' counts for nothing, so that it may stand alone.
 bool replay_line(cli_session *session, const char *line) {
@@ -46,12 +61,11 @@ int32_t replay(std::FILE *file, const char *name, void (*failed)(int32_t line)) 
     bool all_done = true;
     char line[k_line_size];
     int32_t number = 1;
-    while (file != nullptr && std::fgets(line, sizeof line, file) != nullptr) {
+    for (bool ended = false; file != nullptr && read_piece(file, line, &ended); number += ended ? 1 : 0) {
         if (!replay_line(&session, line)) {
             failed != nullptr ? failed(number) : ipc_log_warn("%s: line %d failed", name, number);
             all_done = false;
         }
-        number += std::strchr(line, '\n') != nullptr ? 1 : 0; // or it goes on
     }
     s_loading = outer_loading;
     cli_set_last_status(outer_status);

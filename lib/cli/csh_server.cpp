@@ -352,7 +352,7 @@ int32_t csh_server_start(const csh_startup &startup) {
     run_step(startup.init_modules);
     csh_output_remove(); // what the last start's replay printed
     // A missing file is a switch as it left the factory.
-    if (cli_load_config(k_saved_config) == k_cli_load_failed_lines) {
+    if (cli_load_config(k_saved_config, startup.line_failed) == k_cli_load_failed_lines) {
         std::printf("%s: not all lines could be run; the system log says which\n", k_saved_config);
     }
     run_step(startup.init_services);

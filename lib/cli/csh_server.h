@@ -35,8 +35,9 @@ struct csh_services {
 
 /// What the server does before it serves. Null members have the default that stands beside them.
 struct csh_startup {
-    void (*init_modules)();                      // installs the commands; none
-    void (*init_services)();                     // what needs the saved configuration; nothing
+    void (*init_modules)();            // installs the commands; none
+    void (*line_failed)(int32_t line); // told of lines of the saved configuration; the system log names them
+    void (*init_services)();           // what needs the saved configuration; nothing
     int32_t (*run_command)(const char *command); // by the shell of the system
     void (*wait_seconds)(uint32_t seconds);      // sleeps
     bool skip_interface;             // leaves the management interface as it is, as a desk wants it

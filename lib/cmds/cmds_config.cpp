@@ -16,6 +16,7 @@
 namespace {
 
 config_store *s_other = nullptr; // null: the running configuration
+const char *s_refusal = "wrong argument";
 
 config_store &running() {
     static config_store &s_running = *config_new();
@@ -143,7 +144,16 @@ std::vector<config_context> cmds_contexts() {
     return contexts;
 }
 
+const char *cmds_last_refusal() { return s_refusal; }
+
 int32_t cmds_refuse(const char *reason) {
+    s_refusal = reason;
     cli_print("%% %s\n", reason);
     return k_cli_invalid_value;
+}
+
+int32_t cmds_refuse_by_service(const std::string &reason) {
+    s_refusal = "its service refused it";
+    cli_print("%% %s\n", reason.c_str());
+    return k_cmds_failed;
 }

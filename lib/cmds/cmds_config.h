@@ -50,5 +50,11 @@ std::vector<config_context> cmds_contexts_of_vlans(std::string_view list);
 /// that. Result as a handler's.
 int32_t cmds_record(int32_t argc, const char *const *argv);
 
+/// Why the last line that failed did, in words that hold none of its own.
+const char *cmds_last_refusal();
+
 /// "%% ", the reason and a line feed for the user. Returns the result of a handler that has told its failure.
 int32_t cmds_refuse(const char *reason);
+
+/// The same with a service's reason, which may hold words of the user's.
+int32_t cmds_refuse_by_service(const std::string &reason);

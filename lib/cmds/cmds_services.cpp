@@ -58,7 +58,7 @@ int32_t tell(const service_answer &answer, int32_t result_when_done) {
         }
         return result_when_done;
     case service_outcome::refused:
-        return cmds_refuse(answer.text.c_str());
+        return cmds_refuse_by_service(answer.text);
     case service_outcome::not_supported:
         break;
     }
