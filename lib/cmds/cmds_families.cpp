@@ -16,7 +16,10 @@
     X(configuration)                                                                                         \
     X(set)                                                                                                   \
     X(servers)                                                                                               \
-    X(system)
+    X(system)                                                                                                \
+    X(hostname)                                                                                              \
+    X(user)                                                                                                  \
+    X(cli)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
