@@ -19,7 +19,9 @@
     X(system)                                                                                                \
     X(hostname)                                                                                              \
     X(user)                                                                                                  \
-    X(cli)
+    X(cli)                                                                                                   \
+    X(ping)                                                                                                  \
+    X(reload)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
