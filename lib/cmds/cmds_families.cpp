@@ -21,7 +21,8 @@
     X(user)                                                                                                  \
     X(cli)                                                                                                   \
     X(ping)                                                                                                  \
-    X(reload)
+    X(reload)                                                                                                \
+    X(show_ports)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
