@@ -22,7 +22,8 @@
     X(cli)                                                                                                   \
     X(ping)                                                                                                  \
     X(reload)                                                                                                \
-    X(show_ports)
+    X(show_ports)                                                                                            \
+    X(protocol_debug)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
