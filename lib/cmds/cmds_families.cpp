@@ -23,7 +23,10 @@
     X(ping)                                                                                                  \
     X(reload)                                                                                                \
     X(show_ports)                                                                                            \
-    X(protocol_debug)
+    X(protocol_debug)                                                                                        \
+    X(debug)                                                                                                 \
+    X(debug_switch)                                                                                          \
+    X(switch_register)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
