@@ -26,7 +26,10 @@
     X(protocol_debug)                                                                                        \
     X(debug)                                                                                                 \
     X(debug_switch)                                                                                          \
-    X(switch_register)
+    X(switch_register)                                                                                       \
+    X(mfg_test)                                                                                              \
+    X(mfg_program)                                                                                           \
+    X(factory_firmware)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
