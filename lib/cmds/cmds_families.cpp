@@ -34,6 +34,19 @@
     X(mld_snooping)                                                                                          \
     X(link_aggregation)                                                                                      \
     X(link_aggregation_load_balance)
+    X(hostname)                                                                                              \
+    X(user)                                                                                                  \
+    X(cli)                                                                                                   \
+    X(ping)                                                                                                  \
+    X(reload)                                                                                                \
+    X(show_ports)                                                                                            \
+    X(protocol_debug)                                                                                        \
+    X(debug)                                                                                                 \
+    X(debug_switch)                                                                                          \
+    X(switch_register)                                                                                       \
+    X(mfg_test)                                                                                              \
+    X(mfg_program)                                                                                           \
+    X(factory_firmware)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)

@@ -147,7 +147,8 @@ void run_scripts() {
          "% Wrong argument\n  show uptime now\n              ^ nothing is expected here\n"},
         {"set length 1",
          "% Invalid value\n\n  set length 1\n             ^ expected VALUE: 2 to 29999; 24 by default\n"},
-        {"vlan 4095", "  vlan 4095\n       ^ expected <1-4094>: the VLAN's id\n"},
+        {"user password-length 7", "  user password-length 7\n                       ^ expected <8-64>: "
+                                   "characters, 8 to 64; 8 by default\n"},
         {"xyz ?", "  xyz \n  ^ nothing fits; unknown here; ? lists what fits\n"},
     };
     for (const auto &[line, text] : wrong) {
@@ -160,12 +161,12 @@ void run_scripts() {
     EXPECT_THAT(result.output, AllOf(HasSubstr("interface range"), Not(HasSubstr("never"))));
 
     std::ofstream("/tmp/lines") << "!\n# one comment\nconfigure terminal\r\n\n; another\ninterface range "
-                                   "gigabitethernet1/0/ 13\nvlan ?";
+                                   "gigabitethernet1/0/ 13\nhttp server port ?";
     child_process script(own_program("zopsh"), ::open("/tmp/lines", O_RDONLY));
     EXPECT_EQ(1, script.wait());
     EXPECT_EQ("% Ports are 1 to 12, as in 1,3-5\n  interface range gigabitethernet1/0/ 13\n"
               "                                      ^ expected PORTLISTS: ports, such as 1,3-5\n"
-              "zopsh: line 6 failed\n  <1-4094>        The VLAN's id.\n",
+              "zopsh: line 6 failed\n  <1-65535>       A TCP port.\n",
               script.read_all());
     // Streams that are closed or full: told, and never taken for the socket.
     for (const char *rest : {" -c 'show version' >&-", " -c 'show version' >/dev/full", " <&-"}) {
@@ -188,9 +189,10 @@ void run_scripts() {
 void type_lines() {
     management server;
     terminal at(8);
-    EXPECT_THAT(at.talk({{"", k_prompt}, {"?", k_prompt}}),
+    EXPECT_THAT(at.talk({{"", k_prompt}, {"conf?", "# conf"}}),
                 HasSubstr("configure       Configure the switch."));
-    at.talk({{"\x1bx", "\a"},                             // no command prompt of the editor's
+    at.talk({{"\x03", k_prompt},
+             {"\x1bx", "\a"},                             // no command prompt of the editor's
              {"conf\tte\t\r", "configure terminal \r\n"}, // each completed
              {"", "(config)# "}});
     EXPECT_THAT(at.talk({{"s\t", "(config)# s"}}), HasSubstr("  set\r\n  show\r\n"));

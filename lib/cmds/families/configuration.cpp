@@ -110,6 +110,7 @@ constexpr cmds_word k_words[] = {
     {"running-config", "The configuration as it is now."},
     {"startup-config", "The configuration that was saved."},
     {"changes", "What the saved one has not, or has otherwise."},
+    {"failures", "Its lines that cannot be run."},
     {"write", "Save the configuration."},
     {"memory", "For the next start of the switch."},
 };
@@ -120,8 +121,9 @@ constexpr cmds_form k_forms[] = {
     show(k_shown, "show running-config changes", "Show what has been changed since it was saved.")
         .by(show_changes),
     show(k_shown, "show startup-config", "Show the saved configuration.").by(show_startup),
+    show(k_shown, "show startup-config failures", "Show the saved lines that cannot be run."),
 };
 
 } // namespace
 
-CMDS_FAMILY(configuration, "write", 1, 0, 3);
+CMDS_FAMILY(configuration, "write", 1, 0, 4);

@@ -13,6 +13,7 @@ constexpr cmds_word k_words[] = {
     {"snmp_v3", "SNMP with users, version 3."},
     {"modbus_tcp", "Modbus TCP, port 502."},
     {"server", "Whether it is served."},
+    {"servers", "The servers by which the switch is managed."},
     {"port", "Its TCP port."},
     {"<1-65535>", "A TCP port."},
 };
@@ -38,8 +39,9 @@ constexpr cmds_form k_forms[] = {
     undo(k_config, "no ssh server", "Let nobody in by SSH."),
     undo(k_config, "no telnet server", "Let nobody in by telnet."),
     undo(k_config, "no telnet server port", "Serve telnet at port 23 again."),
+    show(k_shown, "show servers", "Show which servers are on, and at which ports."),
 };
 
 } // namespace
 
-CMDS_FAMILY(servers, "http", 9, 8, 0);
+CMDS_FAMILY(servers, "http", 9, 8, 1);

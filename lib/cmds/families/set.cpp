@@ -36,7 +36,7 @@ constexpr cmds_word k_words[] = {
 };
 
 constexpr cmds_form k_forms[] = {
-    setting(k_shown_to_all, "set length VALUE", "Set the lines of a screen.").at_first("24").by(set_length),
+    setting(k_shown, "set length VALUE", "Set the lines of a screen.").at_first("24").by(set_length),
     action(k_shown_to_all, "set length VALUE session", "Set the lines of a screen of this session.")
         .by(set_session_length),
 };

@@ -80,6 +80,9 @@ constexpr cmds_word k_words[] = {
     {"version", "Version of the software."},
     {"uptime", "Time since the start."},
     {"system-info", "Name, address and versions."},
+    {"model", "The model's number."},
+    {"model-name", "The model's name, as it stands on the label."},
+    {"services", "The programs of this switch that carry commands out."},
     {"cpu", "The processor."},
     {"load", "How busy it is."},
     {"modes", "The modes of the shell, for debugging."},
@@ -90,11 +93,14 @@ constexpr cmds_form k_forms[] = {
     show(k_shown_to_all, "show version", "Show the version of the software.").by(show_version),
     show(k_shown_to_all, "show uptime", "Show the time since the start.").by(show_uptime),
     show(k_shown_to_all, "show system-info", "Show name, address and versions.").by(show_system_info),
+    show(k_shown_to_all, "show model", "Show the model's number, by which it is ordered."),
+    show(k_shown_to_all, "show model-name", "Show the model's name."),
     show(k_shown_to_all, "show cpu load", "Show the processor's load.").by(show_cpu_load),
     show(k_shown_to_all, "show modes", "Show the modes of the shell.").by(show_modes),
     show(k_shown_to_all, "show tree", "Show the words of every mode.").by(show_tree),
+    show(k_shown, "show services", "Show what carries out the commands of each family here."),
 };
 
 } // namespace
 
-CMDS_FAMILY(system, "show", 0, 0, 6);
+CMDS_FAMILY(system, "show", 0, 0, 9);
