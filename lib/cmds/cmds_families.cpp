@@ -33,7 +33,9 @@
     X(igmp_snooping)                                                                                         \
     X(mld_snooping)                                                                                          \
     X(link_aggregation)                                                                                      \
-    X(link_aggregation_load_balance)
+    X(link_aggregation_load_balance)                                                                         \
+    X(dual_homing)                                                                                           \
+    X(tarn_ring)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
