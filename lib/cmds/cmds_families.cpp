@@ -35,7 +35,8 @@
     X(link_aggregation)                                                                                      \
     X(link_aggregation_load_balance)                                                                         \
     X(dual_homing)                                                                                           \
-    X(tarn_ring)
+    X(tarn_ring)                                                                                             \
+    X(qos)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
