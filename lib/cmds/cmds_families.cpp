@@ -36,7 +36,11 @@
     X(link_aggregation_load_balance)                                                                         \
     X(dual_homing)                                                                                           \
     X(tarn_ring)                                                                                             \
-    X(qos)
+    X(qos)                                                                                                   \
+    X(bandwidth_limit)                                                                                       \
+    X(storm_control)                                                                                         \
+    X(traffic_monitor)                                                                                       \
+    X(mirror)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
