@@ -40,7 +40,8 @@
     X(bandwidth_limit)                                                                                       \
     X(storm_control)                                                                                         \
     X(traffic_monitor)                                                                                       \
-    X(mirror)
+    X(mirror)                                                                                                \
+    X(erps)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
