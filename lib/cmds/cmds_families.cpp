@@ -41,7 +41,8 @@
     X(storm_control)                                                                                         \
     X(traffic_monitor)                                                                                       \
     X(mirror)                                                                                                \
-    X(erps)
+    X(erps)                                                                                                  \
+    X(ptp)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
