@@ -42,7 +42,9 @@
     X(traffic_monitor)                                                                                       \
     X(mirror)                                                                                                \
     X(erps)                                                                                                  \
-    X(ptp)
+    X(ptp)                                                                                                   \
+    X(poe)                                                                                                   \
+    X(pd_alive)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
