@@ -44,7 +44,11 @@
     X(erps)                                                                                                  \
     X(ptp)                                                                                                   \
     X(poe)                                                                                                   \
-    X(pd_alive)
+    X(pd_alive)                                                                                              \
+    X(hardware_monitor)                                                                                      \
+    X(sfp)                                                                                                   \
+    X(cable_test)                                                                                            \
+    X(loopback)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
