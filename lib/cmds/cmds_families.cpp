@@ -47,6 +47,22 @@
     X(mfg_test)                                                                                              \
     X(mfg_program)                                                                                           \
     X(factory_firmware)
+    X(link_aggregation_load_balance)                                                                         \
+    X(dual_homing)                                                                                           \
+    X(tarn_ring)                                                                                             \
+    X(qos)                                                                                                   \
+    X(bandwidth_limit)                                                                                       \
+    X(storm_control)                                                                                         \
+    X(traffic_monitor)                                                                                       \
+    X(mirror)                                                                                                \
+    X(erps)                                                                                                  \
+    X(ptp)                                                                                                   \
+    X(poe)                                                                                                   \
+    X(pd_alive)                                                                                              \
+    X(hardware_monitor)                                                                                      \
+    X(sfp)                                                                                                   \
+    X(cable_test)                                                                                            \
+    X(loopback)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
