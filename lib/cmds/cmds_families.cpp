@@ -33,7 +33,7 @@
     X(igmp_snooping)                                                                                         \
     X(mld_snooping)                                                                                          \
     X(link_aggregation)                                                                                      \
-    X(link_aggregation_load_balance)
+    X(link_aggregation_load_balance)                                                                         \
     X(hostname)                                                                                              \
     X(user)                                                                                                  \
     X(cli)                                                                                                   \
@@ -46,8 +46,7 @@
     X(switch_register)                                                                                       \
     X(mfg_test)                                                                                              \
     X(mfg_program)                                                                                           \
-    X(factory_firmware)
-    X(link_aggregation_load_balance)                                                                         \
+    X(factory_firmware)                                                                                      \
     X(dual_homing)                                                                                           \
     X(tarn_ring)                                                                                             \
     X(qos)                                                                                                   \
