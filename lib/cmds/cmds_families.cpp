@@ -33,7 +33,8 @@
     X(igmp_snooping)                                                                                         \
     X(mld_snooping)                                                                                          \
     X(link_aggregation)                                                                                      \
-    X(link_aggregation_load_balance)
+    X(link_aggregation_load_balance)                                                                         \
+    X(spanning_tree)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
