@@ -34,7 +34,8 @@
     X(mld_snooping)                                                                                          \
     X(link_aggregation)                                                                                      \
     X(link_aggregation_load_balance)                                                                         \
-    X(spanning_tree)
+    X(spanning_tree)                                                                                         \
+    X(loop_detection)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
