@@ -36,7 +36,8 @@
     X(link_aggregation_load_balance)                                                                         \
     X(spanning_tree)                                                                                         \
     X(loop_detection)                                                                                        \
-    X(mac_address_table)
+    X(mac_address_table)                                                                                     \
+    X(garp)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
