@@ -37,7 +37,8 @@
     X(spanning_tree)                                                                                         \
     X(loop_detection)                                                                                        \
     X(mac_address_table)                                                                                     \
-    X(garp)
+    X(garp)                                                                                                  \
+    X(lldp)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
