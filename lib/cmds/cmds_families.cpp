@@ -62,6 +62,11 @@
     X(sfp)                                                                                                   \
     X(cable_test)                                                                                            \
     X(loopback)
+    X(spanning_tree)                                                                                         \
+    X(loop_detection)                                                                                        \
+    X(mac_address_table)                                                                                     \
+    X(garp)                                                                                                  \
+    X(lldp)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
