@@ -61,7 +61,7 @@
     X(hardware_monitor)                                                                                      \
     X(sfp)                                                                                                   \
     X(cable_test)                                                                                            \
-    X(loopback)
+    X(loopback)                                                                                              \
     X(spanning_tree)                                                                                         \
     X(loop_detection)                                                                                        \
     X(mac_address_table)                                                                                     \
