@@ -195,8 +195,8 @@ void type_lines() {
              {"\x1bx", "\a"},                             // no command prompt of the editor's
              {"conf\tte\t\r", "configure terminal \r\n"}, // each completed
              {"", "(config)# "}});
-    EXPECT_THAT(at.talk({{"s\t", "(config)# s"}}), HasSubstr("  set\r\n  show\r\n"));
-    at.talk({{"how ;com\t", "\a"}, // not a word
+    EXPECT_THAT(at.talk({{"mac-\t", "(config)# mac-"}}), HasSubstr("  mac-address-table\r\n  mac-vlan\r\n"));
+    at.talk({{"\x15show ;com\t", "\a"}, // not a word
              {" nonsense\x03", "^C\r\n"},
              {"", "(config)# "},
              {"never run\x1a", "end\r\n"}}); // "end" in its place
