@@ -61,7 +61,8 @@
     X(hardware_monitor)                                                                                      \
     X(sfp)                                                                                                   \
     X(cable_test)                                                                                            \
-    X(loopback)
+    X(loopback)                                                                                              \
+    X(snmp)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
