@@ -62,7 +62,9 @@
     X(sfp)                                                                                                   \
     X(cable_test)                                                                                            \
     X(loopback)                                                                                              \
-    X(snmp)
+    X(snmp)                                                                                                  \
+    X(syslog)                                                                                                \
+    X(mail_alarm)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
