@@ -64,7 +64,8 @@
     X(loopback)                                                                                              \
     X(snmp)                                                                                                  \
     X(syslog)                                                                                                \
-    X(mail_alarm)
+    X(mail_alarm)                                                                                            \
+    X(time)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
