@@ -65,7 +65,9 @@
     X(snmp)                                                                                                  \
     X(syslog)                                                                                                \
     X(mail_alarm)                                                                                            \
-    X(time)
+    X(time)                                                                                                  \
+    X(ip)                                                                                                    \
+    X(management)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
