@@ -67,7 +67,9 @@
     X(mail_alarm)                                                                                            \
     X(time)                                                                                                  \
     X(ip)                                                                                                    \
-    X(management)
+    X(management)                                                                                            \
+    X(archive)                                                                                               \
+    X(auto_provision)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
