@@ -67,6 +67,14 @@
     X(mac_address_table)                                                                                     \
     X(garp)                                                                                                  \
     X(lldp)
+    X(snmp)                                                                                                  \
+    X(syslog)                                                                                                \
+    X(mail_alarm)                                                                                            \
+    X(time)                                                                                                  \
+    X(ip)                                                                                                    \
+    X(management)                                                                                            \
+    X(archive)                                                                                               \
+    X(auto_provision)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)
