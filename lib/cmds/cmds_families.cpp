@@ -66,7 +66,7 @@
     X(loop_detection)                                                                                        \
     X(mac_address_table)                                                                                     \
     X(garp)                                                                                                  \
-    X(lldp)
+    X(lldp)                                                                                                  \
     X(snmp)                                                                                                  \
     X(syslog)                                                                                                \
     X(mail_alarm)                                                                                            \
