@@ -14,47 +14,53 @@
 #define FAMILIES(X)                                                                                          \
     X(moves)                                                                                                 \
     X(configuration)                                                                                         \
-    X(set)                                                                                                   \
-    X(servers)                                                                                               \
+    X(reload)                                                                                                \
     X(system)                                                                                                \
-    X(dot1x)                                                                                                 \
-    X(tacacs_plus)                                                                                           \
-    X(dhcp_options)                                                                                          \
-    X(dhcp_snooping)                                                                                         \
-    X(dhcp)                                                                                                  \
-    X(arp_inspection)                                                                                        \
-    X(access_list)                                                                                           \
+    X(set)                                                                                                   \
+    X(cli)                                                                                                   \
+    X(hostname)                                                                                              \
+    X(user)                                                                                                  \
+    X(servers)                                                                                               \
+    X(time)                                                                                                  \
+    X(management)                                                                                            \
+    X(ip)                                                                                                    \
+    X(syslog)                                                                                                \
+    X(mail_alarm)                                                                                            \
+    X(snmp)                                                                                                  \
+    X(auto_provision)                                                                                        \
+    X(archive)                                                                                               \
+    X(ping)                                                                                                  \
+    X(show_ports)                                                                                            \
     X(vlan)                                                                                                  \
     X(vlan_stacking)                                                                                         \
     X(mac_vlan)                                                                                              \
     X(protocol_vlan)                                                                                         \
     X(port_isolation)                                                                                        \
-    X(mvr)                                                                                                   \
-    X(igmp_snooping)                                                                                         \
-    X(mld_snooping)                                                                                          \
+    X(garp)                                                                                                  \
+    X(spanning_tree)                                                                                         \
+    X(loop_detection)                                                                                        \
+    X(mac_address_table)                                                                                     \
     X(link_aggregation)                                                                                      \
     X(link_aggregation_load_balance)                                                                         \
-    X(hostname)                                                                                              \
-    X(user)                                                                                                  \
-    X(cli)                                                                                                   \
-    X(ping)                                                                                                  \
-    X(reload)                                                                                                \
-    X(show_ports)                                                                                            \
-    X(protocol_debug)                                                                                        \
-    X(debug)                                                                                                 \
-    X(debug_switch)                                                                                          \
-    X(switch_register)                                                                                       \
-    X(mfg_test)                                                                                              \
-    X(mfg_program)                                                                                           \
-    X(factory_firmware)                                                                                      \
+    X(lldp)                                                                                                  \
     X(dual_homing)                                                                                           \
     X(tarn_ring)                                                                                             \
+    X(erps)                                                                                                  \
+    X(igmp_snooping)                                                                                         \
+    X(mld_snooping)                                                                                          \
+    X(mvr)                                                                                                   \
     X(qos)                                                                                                   \
     X(bandwidth_limit)                                                                                       \
     X(storm_control)                                                                                         \
     X(traffic_monitor)                                                                                       \
     X(mirror)                                                                                                \
-    X(erps)                                                                                                  \
+    X(access_list)                                                                                           \
+    X(dot1x)                                                                                                 \
+    X(tacacs_plus)                                                                                           \
+    X(dhcp)                                                                                                  \
+    X(dhcp_options)                                                                                          \
+    X(dhcp_snooping)                                                                                         \
+    X(arp_inspection)                                                                                        \
     X(ptp)                                                                                                   \
     X(poe)                                                                                                   \
     X(pd_alive)                                                                                              \
@@ -62,19 +68,13 @@
     X(sfp)                                                                                                   \
     X(cable_test)                                                                                            \
     X(loopback)                                                                                              \
-    X(spanning_tree)                                                                                         \
-    X(loop_detection)                                                                                        \
-    X(mac_address_table)                                                                                     \
-    X(garp)                                                                                                  \
-    X(lldp)                                                                                                  \
-    X(snmp)                                                                                                  \
-    X(syslog)                                                                                                \
-    X(mail_alarm)                                                                                            \
-    X(time)                                                                                                  \
-    X(ip)                                                                                                    \
-    X(management)                                                                                            \
-    X(archive)                                                                                               \
-    X(auto_provision)
+    X(protocol_debug)                                                                                        \
+    X(debug)                                                                                                 \
+    X(debug_switch)                                                                                          \
+    X(switch_register)                                                                                       \
+    X(mfg_test)                                                                                              \
+    X(mfg_program)                                                                                           \
+    X(factory_firmware)
 
 #define DECLARE(id) extern const cmds_family cmds_family_##id;
 FAMILIES(DECLARE)

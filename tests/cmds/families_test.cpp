@@ -194,6 +194,23 @@ protected:
     int32_t m_result = 0;
 };
 
+TEST_F(Commands, AreAsManyAsTheVocabularyHas) {
+    std::map<uint32_t, int> by_mask;
+    std::map<std::string, int> by_word;
+    for (const cmds_family *family : cmds_families()) {
+        for (const cmds_row &row : std::span(family->rows, family->count)) {
+            by_mask[row.command.mode_mask]++;
+            by_word[words_of(row.form->line).front()]++;
+        }
+    }
+    EXPECT_EQ((std::map<uint32_t, int>{{0x2, 17}, {0x4, 805}, {0x8, 64}, {0x10000, 13}, {0x20000, 80}}),
+              by_mask);
+    EXPECT_EQ(204, by_word["no"]);
+    EXPECT_EQ(145, by_word["show"]);
+    EXPECT_EQ(19, by_word["exit"]);
+    EXPECT_EQ(18, by_word["end"]);
+}
+
 TEST_F(Commands, EachIsReachedByItsOwnLineAndExplained) {
     s_only_reach = true;
     for (const placed_row &placed : all_rows()) {
