@@ -10,13 +10,15 @@
 
 namespace {
 
+constexpr uint32_t k_all_whole = (1U << k_cli_words_max) - 1;
+
 uint32_t s_listing = 0; // number of the present listing; a known word remembers the one that last printed it
 
 /// What a listing is about: the words before a position, and how strictly they must fit.
 struct listing {
     int32_t count;
     const char *const *words;
-    bool whole_words;    // a word that is only the beginning of the pattern's does not fit
+    uint32_t whole;      // bit i: word i does not fit where it is only the beginning of the pattern's
     int32_t position;    // of the word to list
     const char *partial; // what the listed word begins with; "" for all
 };
@@ -30,11 +32,26 @@ bool is_listed(const cli_entry &entry, uint32_t mode_mask, const listing &wanted
         return false;
     }
     for (int32_t i = 0; i < wanted.count; i++) {
-        if (!typed_word_fits(wanted.words[i], *entry.word[i], wanted.whole_words)) {
+        if (!typed_word_fits(wanted.words[i], *entry.word[i], (wanted.whole >> i & 1U) != 0)) {
             return false;
         }
     }
     return true;
+}
+
+/// The words that are some command's as they stand: what only begins so is not meant, "vlan" is no
+/// "vlan-stacking".
+uint32_t find_whole(const cli_node &node, uint32_t mode_mask, int32_t count, const char *const *words) {
+    uint32_t whole = 0;
+    for (int32_t i = 0; i < count; i++) {
+        const listing before = {i, words, whole, i, ""};
+        const bool found = std::any_of(node.entries, node.entries + node.count, [&](const cli_entry *entry) {
+            return is_listed(*entry, mode_mask, before) && i < entry->words &&
+                   std::strcmp(entry->word[i]->text, words[i]) == 0;
+        });
+        whole |= found ? 1U << i : 0;
+    }
+    return whole;
 }
 
 const char *help_at(const cli_entry &entry, int32_t position) {
@@ -140,6 +157,13 @@ void split_last_word(unfinished_line *split, const char *line) {
     split->partial = split->before < split->words.count ? split->words.word[split->before] : "";
 }
 
+listing listing_of(const cli_session &session, const unfinished_line &split) {
+    const cli_node *const node = cli_find_node(session.mode_id);
+    const uint32_t whole =
+        node != nullptr ? find_whole(*node, session.mode_mask, split.before, split.words.word) : 0;
+    return {split.before, split.words.word, whole, split.before, split.partial};
+}
+
 } // namespace
 
 int32_t cli_list_next_words(const cli_session &session, int32_t offset, int32_t count,
@@ -147,13 +171,13 @@ int32_t cli_list_next_words(const cli_session &session, int32_t offset, int32_t 
     if (count < 0 || count > k_cli_words_max || offset < -k_cli_words_max || offset > k_cli_words_max) {
         return 0;
     }
-    return print_listing(session, {count, words, true, count + offset - 1, ""});
+    return print_listing(session, {count, words, k_all_whole, count + offset - 1, ""});
 }
 
 int32_t cli_help_line(const cli_session &session, const char *line) {
     unfinished_line split;
     split_last_word(&split, line);
-    return print_listing(session, {split.before, split.words.word, false, split.before, split.partial});
+    return print_listing(session, listing_of(session, split));
 }
 
 int32_t cli_complete_line(const cli_session &session, const char *line) {
@@ -165,7 +189,7 @@ int32_t cli_complete_line(const cli_session &session, const char *line) {
     }
     s_listing++;
     completion done = {split.partial, 0};
-    const listing wanted = {split.before, split.words.word, false, split.before, split.partial};
+    const listing wanted = listing_of(session, split);
     for (size_t i = 0; i < node->count; i++) {
         const cli_entry &entry = *node->entries[i];
         if (is_listed(entry, session.mode_mask, wanted) && wanted.position < entry.words) {

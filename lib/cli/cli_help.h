@@ -15,7 +15,7 @@ int32_t cli_list_next_words(const cli_session &session, int32_t offset, int32_t 
 
 /// Prints the help for an unfinished line as it is being typed: what can stand after it when it ends in a
 /// blank or is empty, else the words that its last word is the beginning of. Words before may be
-/// abbreviated. Returns the number of lines.
+/// abbreviated; one that some command has as it stands is no abbreviation. Returns the number of lines.
 int32_t cli_help_line(const cli_session &session, const char *line);
 
 /// Prints what the last word of the line can be completed to, one a line; keywords and alternatives only,

@@ -101,7 +101,7 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
         kept->arguments.push_back(value);
         kept->secret |= row.form->secret != 0 && arguments == row.form->secret && !keyword ? 1U << word : 0;
     }
-    return config_line_fits(kept->line) ? 0 : cmds_refuse("This line is too long to be kept");
+    return config_line_fits(kept->line) ? 0 : cmds_fail("This line is too long to be kept");
 }
 
 std::vector<config_context> cmds_contexts_of_vlans(std::string_view list) {
@@ -139,7 +139,7 @@ std::vector<config_context> cmds_contexts() {
         break;
     }
     if (contexts.empty()) {
-        cmds_refuse("What was being configured has gone; leave by exit");
+        cmds_fail("What was being configured has gone; leave by exit");
     }
     return contexts;
 }
@@ -147,13 +147,18 @@ std::vector<config_context> cmds_contexts() {
 const char *cmds_last_refusal() { return s_refusal; }
 
 int32_t cmds_refuse(const char *reason) {
-    s_refusal = reason;
-    cli_print("%% %s\n", reason);
+    cmds_fail(reason);
     return k_cli_invalid_value;
 }
 
-int32_t cmds_refuse_by_service(const std::string &reason) {
+int32_t cmds_fail(const char *reason) {
+    s_refusal = reason;
+    cli_print("%% %s\n", reason);
+    return k_cmds_failed;
+}
+
+int32_t cmds_fail_by_service(const std::string &reason) {
+    cmds_fail(reason.c_str());
     s_refusal = "its service refused it";
-    cli_print("%% %s\n", reason.c_str());
     return k_cmds_failed;
 }

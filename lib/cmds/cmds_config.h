@@ -53,8 +53,10 @@ int32_t cmds_record(int32_t argc, const char *const *argv);
 /// Why the last line that failed did, in words that hold none of its own.
 const char *cmds_last_refusal();
 
-/// "%% ", the reason and a line feed for the user. Returns the result of a handler that has told its failure.
+/// "%% ", the reason and a line feed for the user, and the result of a handler: of one that does not take a
+/// value, whose word clients point at, and of one that could not do its work.
 int32_t cmds_refuse(const char *reason);
+int32_t cmds_fail(const char *reason);
 
-/// The same with a service's reason, which may hold words of the user's.
-int32_t cmds_refuse_by_service(const std::string &reason);
+/// As cmds_fail, with a service's reason, which may hold words of the user's.
+int32_t cmds_fail_by_service(const std::string &reason);

@@ -55,7 +55,7 @@ int32_t refuse(const program &started) {
     ::close(started.output);
     ::kill(-started.process, SIGKILL);
     ignore_result(program_wait(started.process)); // it has been killed
-    return cmds_refuse("Too many commands are running");
+    return cmds_fail("Too many commands are running");
 }
 
 } // namespace

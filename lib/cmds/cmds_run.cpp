@@ -25,12 +25,12 @@ bool is_initial(const cmds_form &form, const cmds_kept &kept) {
 /// Puts a setting into every context, or into none.
 int32_t record(const std::vector<config_context> &contexts, const config_setting &setting) {
     if (config_room(cmds_store()) < contexts.size()) {
-        return cmds_refuse(k_cmds_full);
+        return cmds_fail(k_cmds_full);
     }
     const bool done = std::all_of(contexts.begin(), contexts.end(), [&](config_context context) {
         return config_set(cmds_store(), context, setting);
     });
-    return done ? 0 : cmds_refuse(k_cmds_full);
+    return done ? 0 : cmds_fail(k_cmds_full);
 }
 
 void forget(const std::vector<config_context> &contexts, uint32_t rank, std::string_view key) {
@@ -121,7 +121,7 @@ int32_t cmds_run(int32_t argc, const char *const *argv) {
         return k_wrong_argument;
     }
     if (cli_is_loading() && (form.kind == cmds_kind::show || form.kind == cmds_kind::action)) {
-        return cmds_refuse("This cannot stand in a saved configuration");
+        return cmds_fail("This cannot stand in a saved configuration");
     }
     if (form.run != nullptr) {
         return form.run(argc, argv);

@@ -58,11 +58,11 @@ int32_t tell(const service_answer &answer, int32_t result_when_done) {
         }
         return result_when_done;
     case service_outcome::refused:
-        return cmds_refuse_by_service(answer.text);
+        return cmds_fail_by_service(answer.text);
     case service_outcome::not_supported:
         break;
     }
-    return cmds_refuse(k_not_here);
+    return cmds_fail(k_not_here);
 }
 
 /// Has all settings made so that go to a service.
@@ -109,7 +109,7 @@ int32_t cmds_show(const cmds_row &row, const cmds_kept &kept) {
     const std::string_view words = without_first_word(row.command.words);
     const service *const to = find_here(words);
     if (to == nullptr || to->show == nullptr) {
-        return cmds_refuse(k_not_here);
+        return cmds_fail(k_not_here);
     }
     report shown;
     const service_answer answer = to->show({words, kept.arguments, ""}, shown);
@@ -122,7 +122,7 @@ int32_t cmds_show(const cmds_row &row, const cmds_kept &kept) {
 int32_t cmds_act(const cmds_row &row, const cmds_kept &kept) {
     const service *const to = find_here(row.command.words);
     if (to == nullptr || to->act == nullptr) {
-        return cmds_refuse(k_not_here);
+        return cmds_fail(k_not_here);
     }
     return tell(to->act({row.command.words, kept.arguments, ""}), 0);
 }

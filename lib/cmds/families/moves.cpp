@@ -58,7 +58,7 @@ int32_t enter_vlans(const cmds_row &row, const cmds_kept &kept) {
     const config_context list = config_enter(cmds_store(), {cmds_rank(row), kept.value, kept.line, 0}, false);
     const auto vlans = cmds_contexts_of_vlans(kept.value);
     if (list == k_config_none || vlans.empty() || vlans.back() == k_config_none) {
-        return cmds_refuse(k_cmds_full);
+        return cmds_fail(k_cmds_full);
     }
     cmds_set_context(list);
     return 0;
@@ -82,7 +82,7 @@ int32_t enter_context(const cmds_mode &mode, const cmds_row &row, const cmds_kep
             ? config_enter(cmds_store(), {cmds_rank(row), kept.value, kept.line, 0}, mode.stays)
             : k_config_none;
     if (context == k_config_none) {
-        return cmds_refuse(k_cmds_full);
+        return cmds_fail(k_cmds_full);
     }
     cmds_set_context(context);
     return 0;

@@ -6,9 +6,7 @@
 namespace {
 
 // Nothing of this stands in the configuration, so that there is nothing to take out of it.
-int32_t switch_off(int32_t /*argc*/, const char *const * /*argv*/) {
-    return cmds_refuse("Not supported here");
-}
+int32_t switch_off(int32_t /*argc*/, const char *const * /*argv*/) { return cmds_fail("Not supported here"); }
 
 constexpr cmds_where k_debugging = {cmds_mode_bit(k_mode_engineering), k_mask_debug};
 
