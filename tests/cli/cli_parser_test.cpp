@@ -349,13 +349,14 @@ TEST(CliHelp, ListsWhatCanFollow) {
 
 TEST(CliHelp, HelpsAndCompletesWhileALineIsTyped) {
     commands in{command("show vlan", "VLANID", run<'v'>), command("show version", nullptr, run<'e'>),
-                command("set", "(on|off|other)", run<'s'>)};
+                command("set", "(on|off|other)", run<'s'>), command("set-all", "(yes|no)", run<'a'>)};
     const std::tuple<decltype(&cli_help_line), const char *, const char *> cases[] = {
-        {cli_help_line, "se", "  set             \n"},
+        {cli_help_line, "se", "  set             \n  set-all         \n"},
+        {cli_help_line, "set ", "  (on|off|other)  \n"}, // and none of set-all
         {cli_help_line, "sh ve", "  version         \n"},
         {cli_help_line, "sh vl ", "  VLANID          \n"},
         {cli_help_line, "x ", ""},
-        {cli_complete_line, "", "set\nshow\n"},
+        {cli_complete_line, "", "set\nset-all\nshow\n"},
         {cli_complete_line, "sh v", "version\nvlan\n"},
         {cli_complete_line, "set o", "on\noff\nother\n"},
         {cli_complete_line, "show vlan ", ""}};
@@ -368,8 +369,8 @@ TEST(CliHelp, HelpsAndCompletesWhileALineIsTyped) {
     const std::string dump = taken(s_printed);
     EXPECT_TRUE(dump.ends_with("##### NODE" + std::to_string(in.session.mode_id) +
                                " ######\n"
-                               "cmd set \ncmd show version \ncmd show vlan \n"
-                               "set \n          (on|off|other) \n"
+                               "cmd set \ncmd set-all \ncmd show version \ncmd show vlan \n"
+                               "set \n          (on|off|other) \nset-all \n          (yes|no) \n"
                                "show \n          version \n          vlan \n                    VLANID \n"))
         << dump;
 }
@@ -396,6 +397,7 @@ TEST(CliConfig, ReplaysEveryLine) {
         {"# more words are a line\nline b\nx\n", {"l: b"}, {1, 3}},
         {"enter 3\ninner\nline c\n! back\nline d", {"i", "l: d"}, {3}}, // no "line" in mode 9
         {"debug\nline e\n", {"l: e"}, {1}},
+        {std::string("line g\0x\ny\n", 11), {"l: g"}, {2}}, // what follows a NUL is no word, but is counted
         // 255 characters are one piece; what follows is a line of its own, of the same number.
         {"line " + piece + " ;23456789" + "line f\nx", {"l: " + piece, "l: f"}, {2}},
     };
