@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <string>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace {
 
@@ -16,6 +18,14 @@ constexpr mode_t k_file_mode = 0600;
 std::string file_path() {
     const char *const home = std::getenv("HOME");
     return home != nullptr && home[0] == '/' ? std::string(home) + "/.zopsh_history" : "";
+}
+
+std::string rest_of(std::FILE *file) {
+    std::string text;
+    for (int byte = 0; (byte = std::getc(file)) != EOF;) {
+        text += static_cast<char>(byte);
+    }
+    return text;
 }
 
 } // namespace
@@ -32,16 +42,17 @@ void history_read(History *history) {
 
 void history_write(History *history) {
     const std::string path = file_path();
-    char *text = nullptr;
-    size_t size = 0;
-    std::FILE *const memory = path.empty() ? nullptr : ::open_memstream(&text, &size);
-    if (memory == nullptr) {
+    unique_fd memory(path.empty() ? -1 : ::memfd_create("history", MFD_CLOEXEC));
+    std::FILE *const file = memory.valid() ? ::fdopen(memory.get(), "r+") : nullptr;
+    if (file == nullptr) {
         return;
     }
+    ignore_result(memory.release()); // it is the stream's now
     HistEvent event{};
-    const bool saved = ::history(history, &event, H_SAVE_FP, memory) >= 0;
-    if (std::fclose(memory) == 0 && saved) {
-        ignore_result(plain_file_replace(path.c_str(), {text, size}, k_file_mode)); // as the header says
+    if (::history(history, &event, H_SAVE_FP, file) >= 0 && std::fflush(file) == 0) {
+        std::rewind(file);
+        // Nobody waits for it, as the header says.
+        ignore_result(plain_file_replace(path.c_str(), rest_of(file), k_file_mode));
     }
-    std::free(text);
+    std::fclose(file);
 }
