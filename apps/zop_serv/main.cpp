@@ -57,6 +57,7 @@ struct options {
 /// The last thing the process does, in a signal handler too: another thread may have bound a socket
 /// meanwhile.
 void settle() {
+    cmds_jobs_end_all();
     console_settle();
     local_remove_bound();
 }

@@ -166,7 +166,10 @@ struct paste {
     std::string failed;
 };
 
+/// Whether keys are waiting, or come within a time. What came while the editor had the terminal is no whole
+/// line to the kernel, so that it is looked for as keys.
 bool more_within(int milliseconds) {
+    const terminal_guard guard(terminal_keys::single);
     pollfd input = {STDIN_FILENO, POLLIN, 0};
     return ::poll(&input, 1, milliseconds) > 0;
 }

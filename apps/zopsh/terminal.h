@@ -8,6 +8,7 @@ enum class terminal_keys {
     answer,  // Ctrl-C ends the line and stands at its end: as a signal it might come just before the line is
              // read
     secret,  // as answer, and nothing that is typed is shown
+    single,  // as waiting, and each key can be read at once
 };
 
 /// Makes the keys of standard input do so while it lives. Whatever is no terminal is left as it is.

@@ -29,8 +29,9 @@ termios s_terminal = {}; // standard input's settings at the start
 bool s_has_terminal = false;
 int s_socket = -1;
 int s_timeout_seconds = 0;
-int32_t s_serial = 0; // of the last request that carried one
-size_t s_shown = 0;   // bytes of the output file that have been shown while the command ran
+volatile std::sig_atomic_t s_interrupted = 0; // Ctrl-C came while an answer was waited for
+int32_t s_serial = 0;                         // of the last request that carried one
+size_t s_shown = 0; // bytes of the output file that have been shown while the command ran
 
 /// By calls that are safe in a signal handler, like the others here.
 void remove_files() {
@@ -61,7 +62,7 @@ void catch_signals(bool interruptible) {
         }
     }
     if (interruptible) {
-        action.sa_handler = [](int) {};
+        action.sa_handler = [](int) { s_interrupted = 1; };
         ::sigaction(SIGINT, &action, nullptr);
     }
 }
@@ -176,26 +177,35 @@ bool show_progress(const transport_progress &progress) {
 
 int64_t now_ms() { return monotonic_us() / 1000; }
 
+/// How long a reply is waited for.
+struct patience {
+    int64_t deadline = now_ms() + int64_t{s_timeout_seconds} * 1000;
+    bool ends = false; // the command has been asked to end
+};
+
+/// Asks a command to end that Ctrl-C has come for. Returns whether there is still something to wait for.
+bool give_up(int32_t type, patience *wait) {
+    s_interrupted = 0;
+    if (wait->ends || type != k_csh_execute) {
+        return false;
+    }
+    ask_for_end();
+    *wait = {now_ms() + k_end_ms, true};
+    return true;
+}
+
 exchange_result receive(csh_message *message, const transport_progress &progress) {
     const int32_t type = message->type;
-    int64_t deadline = now_ms() + int64_t{s_timeout_seconds} * 1000;
-    bool interrupted = false;
-    for (;;) {
+    for (patience wait;;) {
+        if (s_interrupted != 0 && !give_up(type, &wait)) {
+            return exchange_result::interrupted;
+        }
         pollfd waiting = {s_socket, POLLIN, 0};
-        const int64_t left = deadline - now_ms();
+        const int64_t left = wait.deadline - now_ms();
         if (left <= 0) {
-            return interrupted ? exchange_result::interrupted : exchange_result::no_reply;
+            return wait.ends ? exchange_result::interrupted : exchange_result::no_reply;
         }
         const int ready = ::poll(&waiting, 1, static_cast<int>(std::min(left, k_look_ms)));
-        if (ready < 0) {
-            if (interrupted || type != k_csh_execute) {
-                return exchange_result::interrupted;
-            }
-            interrupted = true;
-            ask_for_end();
-            deadline = now_ms() + k_end_ms;
-            continue;
-        }
         const bool ended = ready == 0 && server_has_ended(); // perhaps after it had answered
         if (take_reply(type, message)) {
             return exchange_result::done;
@@ -203,8 +213,8 @@ exchange_result receive(csh_message *message, const transport_progress &progress
         if (ended) {
             return exchange_result::ended;
         }
-        if (ready == 0 && progress.show != nullptr && show_progress(progress) && !interrupted) {
-            deadline = now_ms() + int64_t{s_timeout_seconds} * 1000;
+        if (ready == 0 && progress.show != nullptr && show_progress(progress) && !wait.ends) {
+            wait = {};
         }
     }
 }
@@ -228,6 +238,7 @@ void transport_close() {
 exchange_result transport_exchange(int32_t type, const char *text, csh_message *message,
                                    const transport_progress &progress) {
     s_shown = 0;
+    s_interrupted = 0;
     message->type = type;
     message->pid = ::getpid();
     std::memset(message->text, 0, sizeof message->text);

@@ -81,3 +81,11 @@ void cmds_jobs_give_up(int32_t ticket) {
         running->interrupted = true;
     }
 }
+
+void cmds_jobs_end_all() {
+    for (const job &running : s_jobs) {
+        if (running.ticket != 0) {
+            ::kill(-running.run.process, SIGKILL);
+        }
+    }
+}

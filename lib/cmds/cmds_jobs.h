@@ -13,3 +13,6 @@ int32_t cmds_jobs_take(const program &started);
 
 /// Ends the program of a reply that was kept back: with SIGINT, and the second time with SIGKILL.
 void cmds_jobs_give_up(int32_t ticket);
+
+/// Ends all programs at once, as the process itself ends. Safe in a signal handler.
+void cmds_jobs_end_all();

@@ -51,6 +51,7 @@ public:
         m_pid = ::forkpty(&m_fd, nullptr, nullptr, &size);
         if (m_pid == 0) {
             ::setenv("TERM", "dumb", 1);
+            ::setenv("HOME", "/tmp", 1);
             // What the library of the line editing keeps of its key names for ever is not zopsh's to free.
             std::ofstream("/tmp/leaks") << "leak:wcsdup\n";
             ::setenv("LSAN_OPTIONS", "suppressions=/tmp/leaks:print_suppressions=0", 1);
@@ -381,6 +382,53 @@ void meet_odd_servers() {
     dying.join();
 }
 
+void remember_and_paste() {
+    constexpr const char *k_history = "/tmp/.zopsh_history";
+    management server;
+    terminal at(24);
+    at.talk({{"", k_prompt}});
+    at.run("configure terminal");
+    at.run("user account bob level user password hunter2hunter2");
+    at.talk({{"vlan 7\rvlan 8\r!\rnonsense\rhttp server port 81\rshow uptime ;\r",
+              "zopsh: of 6 lines these failed: 2, 4\r\n"},
+             {"", k_prompt},
+             {"\x04", ""}});
+    EXPECT_EQ(0, at.wait());
+    std::ifstream file(k_history);
+    const std::string kept(std::istreambuf_iterator<char>(file), {});
+    EXPECT_THAT(kept, testing::AllOf(HasSubstr("configure"), Not(HasSubstr("hunter"))));
+    EXPECT_EQ(fs::perms::owner_read | fs::perms::owner_write, fs::status(k_history).permissions());
+    terminal next(24);
+    next.talk({{"", k_prompt}, {"\x10", "# show uptime ;"}, {"\x10", "http server port 81"}});
+}
+
+void run_beside_the_server() {
+    std::ofstream("/usr/sbin/ping") << "#!/bin/sh\ntrap 'echo last; exit 3' INT\necho \"$@\"\n"
+                                       "while :; do sleep 0.05; done\n";
+    fs::permissions("/usr/sbin/ping", fs::perms::owner_all);
+    management server;
+    terminal at(24);
+    at.talk({{"", k_prompt}, {"ping 127.0.0.1 -s 100\r", "-c 4 -s 100 127.0.0.1\r\n"}});
+    EXPECT_EQ(0, zopsh({"-c", "show version"}).status) << "others are served";
+    EXPECT_THAT(at.talk({{"\x03", k_prompt}}), HasSubstr("last\r\n"));
+    const auto none_runs = [] { return run_command({"pgrep", "-f", "^/bin/sh /usr/sbin/ping"}).status == 1; };
+    at.talk({{"ping 127.0.0.1\r", "-c 4 127.0.0.1\r\n"}});
+    EXPECT_FALSE(none_runs());
+    ::kill(at.pid(), SIGKILL);
+    EXPECT_EQ(SIGKILL, at.wait());
+    EXPECT_TRUE(eventually(none_runs)) << "a client that has gone takes its command along";
+    terminal last(24);
+    last.talk({{"", k_prompt}, {"ping 127.0.0.1\r", "-c 4 127.0.0.1\r\n"}});
+    server.end();
+    EXPECT_TRUE(eventually(none_runs)) << "and so does the server";
+}
+
+TEST(Zopsh, HistoryKeepsNoSecretsAndAPasteNamesWhatFailed) {
+    with_private({"/tmp", "/var"}, remember_and_paste);
+}
+TEST(Zopsh, CommandsThatTakeLongRunBesideTheServer) {
+    with_private({"/tmp", "/var", "/usr/sbin"}, run_beside_the_server);
+}
 TEST(Zopsh, ServersThatAnswerLateOrNoOrNever) { with_private({"/tmp"}, meet_odd_servers); }
 TEST(Zopsh, AnswersAreNotRememberedNorSecretsShown) { with_private({"/tmp"}, ask_for_secrets); }
 TEST(Zopsh, ACommandSlowerThanTheLimitEndsNoSession) { with_private({"/tmp"}, outlive_a_slow_command); }
