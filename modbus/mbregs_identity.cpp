@@ -10,28 +10,8 @@
 
 namespace {
 
-/// Bits of the alarm word that tell of one power input.
-struct power_bits {
-    uint32_t no_input;
-    uint32_t under_voltage;
-    uint32_t over_voltage;
-};
-constexpr power_bits k_main_power = {alarm_bit::k_main_no_input, alarm_bit::k_main_under_voltage,
-                                     alarm_bit::k_main_over_voltage};
-constexpr power_bits k_redundant_power = {alarm_bit::k_redundant_no_input,
-                                          alarm_bit::k_redundant_under_voltage,
-                                          alarm_bit::k_redundant_over_voltage};
-
-bool has_bit(uint32_t word, uint32_t bit) { return ((word >> bit) & 1U) != 0; }
-
-uint16_t power_status(uint32_t alarm, const power_bits &bits) {
-    if (has_bit(alarm, bits.no_input)) {
-        return 3;
-    }
-    if (has_bit(alarm, bits.under_voltage)) {
-        return 1;
-    }
-    return has_bit(alarm, bits.over_voltage) ? 2 : 0;
+uint16_t power_status(uint32_t alarm, const sasi_power_bits &bits) {
+    return static_cast<uint16_t>(sasi_power_of(alarm, bits));
 }
 
 void put_words(std::span<uint8_t> out, std::span<const uint16_t> words) {
@@ -80,9 +60,9 @@ void mb_fill_identity(mb_walk &walk, const mb_place &place, std::span<uint8_t> o
     case mb_item_id::mac_address:
         return put_mac(out);
     case mb_item_id::main_power:
-        return put_be16(out.data(), power_status(walk.alarm, k_main_power));
+        return put_be16(out.data(), power_status(walk.alarm, k_main_power_bits));
     case mb_item_id::redundant_power:
-        return put_be16(out.data(), power_status(walk.alarm, k_redundant_power));
+        return put_be16(out.data(), power_status(walk.alarm, k_redundant_power_bits));
     case mb_item_id::alarm_present:
         return put_be16(out.data(), walk.alarm != 0 ? 1 : 0);
     default:

@@ -15,9 +15,9 @@ constexpr uint16_t k_no_such_port = 0xFFFF;
 
 std::string_view media_text(uint32_t media) {
     switch (media) {
-    case 2:
+    case k_media_fibre:
         return "1000TX,SFP.";
-    case 1:
+    case k_media_copper:
         return "1000TX,RJ45.";
     default:
         return "100TX,RJ45.";

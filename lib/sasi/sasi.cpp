@@ -13,6 +13,7 @@ namespace {
 constexpr uint16_t k_device_type_code = 0xD8ED;
 
 int32_t s_handle = -1; // -1: the device is not open
+bool s_answered = false;
 
 uint8_t *at(sasi_block &block, size_t place) {
     return block.payload + (place - offsetof(sasi_block, payload));
@@ -53,11 +54,16 @@ int32_t sasiClose() {
 bool sasi_is_open() { return s_handle >= 0; }
 
 int32_t sasiRequest(uint32_t request, sasi_block *block) {
+    s_answered = false;
     if (s_handle < 0 || block == nullptr) {
         return -1;
     }
-    return ::ioctl(s_handle, request, block);
+    const int32_t result = ::ioctl(s_handle, request, block);
+    s_answered = result >= 0;
+    return result;
 }
+
+bool sasi_answered() { return s_answered; }
 
 int32_t sasi_get_counter(uint32_t sub_code, int32_t port, uint32_t *value) {
     // One block a counter, so that a failed request serves that counter's last value and no other's; the one

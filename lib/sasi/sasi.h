@@ -22,6 +22,10 @@ bool sasi_is_open();
 /// the handle is negative or `block` is null.
 int32_t sasiRequest(uint32_t request, sasi_block *block);
 
+/// Whether the last request was made and its control call succeeded: what an accessor has given is then of
+/// this request, if its return code says so, and not of one before it.
+bool sasi_answered();
+
 // Every accessor below makes one request with a block of its own, each counter too, and returns the return
 // code that the block then holds: 0 for success, and when the call itself failed that of the call before. The
 // block is never cleared, so after a failed request the outputs are the last results, or zeros before any,

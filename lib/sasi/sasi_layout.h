@@ -65,6 +65,8 @@ inline constexpr size_t k_at_alarm_first = 36;
 inline constexpr size_t k_at_alarm_word = 44;
 inline constexpr size_t k_at_port_words[] = {48, 52, 60, 64, 68};
 inline constexpr size_t k_at_port_media = 76;
+inline constexpr uint32_t k_media_copper = 1; // gigabit; what is neither is copper fast
+inline constexpr uint32_t k_media_fibre = 2;  // gigabit
 inline constexpr size_t k_at_bridge_record = 40;
 inline constexpr size_t k_at_mst_index = 36;
 inline constexpr size_t k_at_mst_record = 40;
@@ -158,3 +160,27 @@ inline constexpr uint32_t k_redundant_over_voltage = 22;
 inline constexpr uint32_t k_redundant_under_voltage = 23;
 inline constexpr uint32_t k_redundant_no_input = 24;
 } // namespace alarm_bit
+
+/// What the alarm word tells of a power input; the numbers are those of the register map.
+enum class sasi_power : uint8_t { good, under_voltage, over_voltage, no_input };
+
+/// Its bits for one input.
+struct sasi_power_bits {
+    uint32_t no_input;
+    uint32_t under_voltage;
+    uint32_t over_voltage;
+};
+inline constexpr sasi_power_bits k_main_power_bits = {
+    alarm_bit::k_main_no_input, alarm_bit::k_main_under_voltage, alarm_bit::k_main_over_voltage};
+inline constexpr sasi_power_bits k_redundant_power_bits = {alarm_bit::k_redundant_no_input,
+                                                           alarm_bit::k_redundant_under_voltage,
+                                                           alarm_bit::k_redundant_over_voltage};
+
+/// Of several bits the one that tells most counts.
+constexpr sasi_power sasi_power_of(uint32_t alarm, const sasi_power_bits &bits) {
+    const auto has = [=](uint32_t bit) { return (alarm >> bit & 1U) != 0; };
+    return has(bits.no_input)        ? sasi_power::no_input
+           : has(bits.under_voltage) ? sasi_power::under_voltage
+           : has(bits.over_voltage)  ? sasi_power::over_voltage
+                                     : sasi_power::good;
+}

@@ -9,9 +9,18 @@ bool s_desk = false;
 
 // By the first words of a command; the longest row that fits counts. What is in none is only kept.
 constexpr service_route k_routes[] = {
+    {"alarm-info", &service_switch},
+    {"erps", &service_switch},
+    {"hardware-monitor", &service_switch},
     {"hostname", &service_kernel},
+    {"interface", &service_switch},
     {"ping", &service_programs},
     {"ping6", &service_programs},
+    {"port-statistics", &service_switch},
+    {"rmon statistics", &service_switch},
+    {"sfp info", &service_switch},
+    {"spanning-tree", &service_switch},
+    {"tarn-ring ring", &service_switch},
 };
 
 bool begins_with(std::string_view words, std::string_view first) {

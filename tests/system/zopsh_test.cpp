@@ -140,6 +140,9 @@ void run_scripts() {
     EXPECT_EQ(0, result.status);
     EXPECT_THAT(result.output, MatchesRegex("CPU load +: [0-9]+\\.[0-9]{2} %\n"));
 
+    EXPECT_THAT(zopsh({"--json", "-c", "show version"}).output,
+                MatchesRegex("\\{\"software_version\":\"[0-9.]+\",\"device_type\":null\\}\n"));
+
     const std::pair<const char *, std::string> wrong[] = {
         {"show xyz", "  show xyz\n       ^ unknown here; ? lists what fits\n"},
         {"snmp_v server", "  snmp_v server\n  ^ ambiguous: snmp_v1v2c, snmp_v3\n"},
@@ -150,6 +153,7 @@ void run_scripts() {
          "% Invalid value\n\n  set length 1\n             ^ expected VALUE: 2 to 29999; 24 by default\n"},
         {"user password-length 7", "  user password-length 7\n                       ^ expected <8-64>: "
                                    "characters, 8 to 64; 8 by default\n"},
+        {"show alarm-info", "% Not supported here\n"}, // there is no switch
         {"xyz ?", "  xyz \n  ^ nothing fits; unknown here; ? lists what fits\n"},
     };
     for (const auto &[line, text] : wrong) {

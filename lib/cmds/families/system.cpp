@@ -4,61 +4,89 @@
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_tree.h"
 #include "lib/cmds/cmds_build.h"
+#include "lib/cmds/cmds_services.h"
+#include "lib/cmds/cmds_session.h"
 #include "lib/sasi/sasi.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <ctime>
 #include <unistd.h>
 
 namespace {
 
-constexpr const char *k_no_answer = "the switch does not answer";
+/// What stands for a value that the switch has not told: a reason for people, nothing for programs.
+report_cell no_answer() { return cmds_wants_json() ? "" : "the switch does not answer"; }
 
-void show_line(const char *name, const char *text) { cli_print("%-20s: %s\n", name, text); }
+void add_version(report &to) {
+    constexpr report_column k_type = {"device_type", "Device type"};
+    uint16_t type = 0;
+    report_add(to, {"software_version", "Software version"}, ZOP_VERSION);
+    if (sasi_get_device_type(&type) != 0 || !sasi_is_open()) {
+        report_add(to, k_type, no_answer());
+        return;
+    }
+    char text[8];
+    std::snprintf(text, sizeof text, "0x%04X", type);
+    report_add(to, k_type, text);
+}
+
+void add_uptime(report &to) {
+    timespec up{};
+    ::clock_gettime(CLOCK_BOOTTIME, &up);
+    const auto seconds = static_cast<long long>(up.tv_sec);
+    char text[64];
+    std::snprintf(text, sizeof text, "%lld days, %02lld:%02lld:%02lld", seconds / 86400, seconds / 3600 % 24,
+                  seconds / 60 % 60, seconds % 60);
+    report_add(to, {"uptime", "System up for"}, text);
+}
+
+void add_address(report &to, report_column name, int32_t (*get)(uint32_t *address)) {
+    uint32_t address = 0;
+    if (get(&address) != 0 || !sasi_answered()) {
+        report_add(to, name, no_answer());
+        return;
+    }
+    char text[sizeof "255.255.255.255"];
+    std::snprintf(text, sizeof text, "%u.%u.%u.%u", address >> 24, address >> 16 & 255, address >> 8 & 255,
+                  address & 255);
+    report_add(to, name, text);
+}
 
 int32_t show_version(int32_t /*argc*/, const char *const * /*argv*/) {
-    uint16_t type = 0;
-    show_line("Software version", ZOP_VERSION);
-    if (sasi_get_device_type(&type) != 0 || !sasi_is_open()) {
-        show_line("Device type", k_no_answer);
-    } else {
-        cli_print("%-20s: 0x%04X\n", "Device type", type);
-    }
+    report version;
+    add_version(version);
+    cmds_print_report(version);
     return 0;
 }
 
 int32_t show_uptime(int32_t /*argc*/, const char *const * /*argv*/) {
-    timespec up{};
-    ::clock_gettime(CLOCK_BOOTTIME, &up);
-    const auto seconds = static_cast<long long>(up.tv_sec);
-    cli_print("%-20s: %lld days, %02lld:%02lld:%02lld\n", "System up for", seconds / 86400,
-              seconds / 3600 % 24, seconds / 60 % 60, seconds % 60);
+    report uptime;
+    add_uptime(uptime);
+    cmds_print_report(uptime);
     return 0;
-}
-
-void show_address(const char *name, int32_t (*get)(uint32_t *address)) {
-    uint32_t address = 0;
-    if (get(&address) != 0 || !sasi_is_open()) {
-        show_line(name, k_no_answer);
-        return;
-    }
-    cli_print("%-20s: %u.%u.%u.%u\n", name, address >> 24, address >> 16 & 255, address >> 8 & 255,
-              address & 255);
 }
 
 int32_t show_system_info(int32_t /*argc*/, const char *const * /*argv*/) {
     char host[65] = "";
     ::gethostname(host, sizeof host - 1);
-    show_line("System name", host);
-    show_version(0, nullptr);
-    show_address("IP address", sasi_get_ip_address);
-    show_address("Subnet mask", sasi_get_ip_netmask);
-    return show_uptime(0, nullptr);
+    report system;
+    report_add(system, {"system_name", "System name"}, host);
+    add_version(system);
+    add_address(system, {"ip_address", "IP address"}, sasi_get_ip_address);
+    add_address(system, {"subnet_mask", "Subnet mask"}, sasi_get_ip_netmask);
+    add_uptime(system);
+    cmds_print_report(system);
+    return 0;
 }
 
 int32_t show_cpu_load(int32_t /*argc*/, const char *const * /*argv*/) {
     const int32_t load = std::max(cli_cpu_load(), 0); // the kernel may take waiting time back
-    cli_print("%-20s: %d.%02d %%\n", "CPU load", load / 100, load % 100);
+    report of_cpu;
+    char text[16];
+    std::snprintf(text, sizeof text, "%d.%02d", load / 100, load % 100);
+    report_add(of_cpu, {"cpu_load_percent", "CPU load"}, text, "%");
+    cmds_print_report(of_cpu);
     return 0;
 }
 
