@@ -22,7 +22,7 @@ constexpr size_t k_printed_max = size_t{64} * 1024;
 
 std::string find_program(const std::string &name) {
     for (const char *const folder : k_folders) {
-        const std::string path = folder + name;
+        std::string path = folder + name;
         if (::access(path.c_str(), X_OK) == 0) {
             return path;
         }
