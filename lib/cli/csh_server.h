@@ -28,7 +28,7 @@ struct csh_services {
     int32_t (*authenticate_18)(int32_t type, const char *text);
     int32_t (*authenticate_19)(int32_t type, const char *text);
     /// The client of a reply that is kept back (csh_keep_reply) waits no longer: it has asked for an end
-    /// (type 6), has sent another line, or is no more. What was begun for it is to end; it may still be
+    /// (type 5), has sent another line, or is no more. What was begun for it is to end; it may still be
     /// answered.
     void (*give_up)(int32_t ticket);
 };

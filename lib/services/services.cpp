@@ -29,7 +29,7 @@ bool begins_with(std::string_view words, std::string_view first) {
 
 } // namespace
 
-const service *services_find(std::string_view words) {
+const service_route *services_find_route(std::string_view words) {
     const service_route *found = nullptr;
     for (const service_route &route : k_routes) {
         if (begins_with(words, route.words) &&
@@ -37,6 +37,11 @@ const service *services_find(std::string_view words) {
             found = &route;
         }
     }
+    return found;
+}
+
+const service *services_find(std::string_view words) {
+    const service_route *const found = services_find_route(words);
     return found != nullptr ? found->to : nullptr;
 }
 

@@ -7,6 +7,10 @@
 /// The service that a command's keywords go to, without "no" and "show"; null when there is none for them.
 const service *services_find(std::string_view words);
 
+/// The row that says so, or null.
+struct service_route;
+const service_route *services_find_route(std::string_view words);
+
 /// Says that this machine is a desk: its own name, addresses, servers and restart are left alone. Before any
 /// call of a service; otherwise it is a switch.
 void services_on_desk();

@@ -4,6 +4,7 @@
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_tree.h"
 #include "lib/cmds/cmds_build.h"
+#include "lib/cmds/cmds_routes.h"
 #include "lib/cmds/cmds_services.h"
 #include "lib/cmds/cmds_session.h"
 #include "lib/sasi/sasi.h"
@@ -104,6 +105,11 @@ int32_t show_tree(int32_t /*argc*/, const char *const * /*argv*/) {
     return 0;
 }
 
+int32_t show_services(int32_t /*argc*/, const char *const * /*argv*/) {
+    cmds_print_report(cmds_report_routes());
+    return 0;
+}
+
 constexpr cmds_word k_words[] = {
     {"version", "Version of the software."},
     {"uptime", "Time since the start."},
@@ -126,7 +132,8 @@ constexpr cmds_form k_forms[] = {
     show(k_shown_to_all, "show cpu load", "Show the processor's load.").by(show_cpu_load),
     show(k_shown_to_all, "show modes", "Show the modes of the shell.").by(show_modes),
     show(k_shown_to_all, "show tree", "Show the words of every mode.").by(show_tree),
-    show(k_shown, "show services", "Show what carries out the commands of each family here."),
+    show(k_shown, "show services", "Show what carries out the commands of each family here.")
+        .by(show_services),
 };
 
 } // namespace
