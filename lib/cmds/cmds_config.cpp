@@ -12,11 +12,21 @@
 #include "lib/cmds/cmds_values.h"
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
 config_store *s_other = nullptr; // null: the running configuration
 const char *s_refusal = "wrong argument";
+
+// Lists of VLANs that sessions are in: the last ones chosen, of which each session has the number. More than
+// there can be sessions, whose numbers are anything.
+struct chosen_list {
+    int32_t number; // 0: none
+    std::string vlans;
+};
+std::array<chosen_list, 64> s_chosen = {};
+int32_t s_last_chosen = 0;
 
 config_store &running() {
     static config_store &s_running = *config_new();
@@ -49,6 +59,26 @@ std::vector<config_context> contexts_of_ports() {
         }
     }
     return contexts;
+}
+
+std::vector<config_context> contexts_of_vlans(std::string_view list) {
+    std::vector<cmds_span> spans;
+    std::vector<config_context> contexts;
+    ignore_result(cmds_read_list(list, 1, k_vlan_max, &spans)); // it has been kept in its form
+    for (const cmds_span &span : spans) {
+        for (int32_t vlan = span.low; vlan <= span.high; vlan++) {
+            contexts.push_back(context_of(k_mode_vlan, vlan));
+        }
+    }
+    return contexts;
+}
+
+/// The VLANs of the list that the session is in; none when many others have been chosen since.
+std::vector<config_context> contexts_of_list() {
+    const int32_t number = cmds_context().value_or(0);
+    const chosen_list &chosen = s_chosen[static_cast<size_t>(number) % s_chosen.size()];
+    return number > 0 && chosen.number == number ? contexts_of_vlans(chosen.vlans)
+                                                 : std::vector<config_context>();
 }
 
 /// What the session's context is called by, if it is still there and one of the session's mode.
@@ -104,22 +134,20 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
     return config_line_fits(kept->line) ? 0 : cmds_fail("This line is too long to be kept");
 }
 
-std::vector<config_context> cmds_contexts_of_vlans(std::string_view list) {
-    std::vector<cmds_span> spans;
-    std::vector<config_context> contexts;
-    ignore_result(cmds_read_list(list, 1, k_vlan_max, &spans)); // it has been kept in its form
-    for (const cmds_span &span : spans) {
-        for (int32_t vlan = span.low; vlan <= span.high; vlan++) {
-            contexts.push_back(context_of(k_mode_vlan, vlan));
-        }
+bool cmds_choose_vlans(const std::string &list) {
+    const std::vector<config_context> vlans = contexts_of_vlans(list);
+    if (vlans.empty() || vlans.back() == k_config_none) {
+        return false;
     }
-    return contexts;
+    s_last_chosen = s_last_chosen == INT32_MAX ? 1 : s_last_chosen + 1;
+    s_chosen[static_cast<size_t>(s_last_chosen) % s_chosen.size()] = {s_last_chosen, list};
+    cmds_set_context(s_last_chosen);
+    return true;
 }
 
 std::vector<config_context> cmds_contexts() {
     const cmds_mode &mode = cmds_current_mode();
     std::vector<config_context> contexts;
-    std::optional<config_place> place;
     switch (mode.about) {
     case cmds_about::everything:
         return {k_config_global};
@@ -132,10 +160,7 @@ std::vector<config_context> cmds_contexts() {
         }
         break;
     case cmds_about::vlans:
-        place = place_of_session(mode);
-        if (place) {
-            contexts = cmds_contexts_of_vlans(std::string(place->key));
-        }
+        contexts = contexts_of_list();
         break;
     }
     if (contexts.empty()) {

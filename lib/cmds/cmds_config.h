@@ -42,9 +42,9 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
 /// when what the session was in has gone.
 std::vector<config_context> cmds_contexts();
 
-/// The contexts of these VLANs, a list in the form in which it is kept; made where there is none.
-/// k_config_none stands for each that there was no room for.
-std::vector<config_context> cmds_contexts_of_vlans(std::string_view list);
+/// Makes these VLANs, a list in the form in which it is kept, what the session's commands are about; VLANs
+/// that are not there are made. Returns false when there was no room for all.
+[[nodiscard]] bool cmds_choose_vlans(const std::string &list);
 
 /// Puts the setting of the line that is being run into the configuration, for handlers that do more than
 /// that. Result as a handler's.

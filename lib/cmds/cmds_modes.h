@@ -44,7 +44,7 @@ enum class cmds_about : uint8_t {
     everything, // the whole switch
     ports,      // those of the session
     context,    // the session's context of the configuration
-    vlans,      // those of the list that the session's context is called by
+    vlans,      // those of the session's list
 };
 
 struct cmds_mode {

@@ -23,7 +23,8 @@ bool cmds_is_administrator();
 std::optional<uint32_t> cmds_ports();
 void cmds_set_ports(uint32_t ports);
 
-/// Modes about a context of the configuration: its number, which may be anything above 0.
+/// Modes about a context of the configuration: its number, which may be anything above 0. Of the mode about a
+/// list of VLANs: that of the list.
 std::optional<config_context> cmds_context();
 void cmds_set_context(config_context context);
 

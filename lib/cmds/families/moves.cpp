@@ -54,16 +54,6 @@ const cmds_mode &mode_with(const char *cmds_mode::*line, const cmds_row &row) {
     });
 }
 
-int32_t enter_vlans(const cmds_row &row, const cmds_kept &kept) {
-    const config_context list = config_enter(cmds_store(), {cmds_rank(row), kept.value, kept.line, 0}, false);
-    const auto vlans = cmds_contexts_of_vlans(kept.value);
-    if (list == k_config_none || vlans.empty() || vlans.back() == k_config_none) {
-        return cmds_fail(k_cmds_full);
-    }
-    cmds_set_context(list);
-    return 0;
-}
-
 /// Enters what the context of a line lies within: that exists, too.
 bool enter_outer(const cmds_mode &mode, const cmds_kept &kept) {
     if (mode.within == 0) {
@@ -100,7 +90,7 @@ int32_t enter_mode(int32_t argc, const char *const *argv) {
     if (mode.about == cmds_about::context) {
         refused = enter_context(mode, row, kept);
     } else if (mode.about == cmds_about::vlans) {
-        refused = enter_vlans(row, kept);
+        refused = cmds_choose_vlans(kept.value) ? 0 : cmds_fail(k_cmds_full);
     } else if (mode.about == cmds_about::ports) {
         cmds_set_ports(bits_of(kept.value));
     }
