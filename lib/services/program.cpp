@@ -23,7 +23,7 @@ constexpr int64_t k_look_ms = 20; // how soon the end of a program is seen
 
 std::string find_program(const std::string &name) {
     for (const char *const folder : k_folders) {
-        const std::string path = folder + name;
+        std::string path = folder + name;
         if (::access(path.c_str(), X_OK) == 0) {
             return path;
         }

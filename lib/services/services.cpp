@@ -9,9 +9,20 @@ bool s_desk = false;
 
 // By the first words of a command; the longest row that fits counts. What is in none is only kept.
 constexpr service_route k_routes[] = {
+    {"clear ip hosts", &service_kernel},
     {"hostname", &service_kernel},
+    {"ip address", &service_kernel},
+    {"ip ipv6-address", &service_kernel},
+    {"ipv4", &service_kernel},
+    {"ipv6", &service_kernel},
     {"ping", &service_programs},
     {"ping6", &service_programs},
+    {"show debug processes", &service_kernel_state},
+    {"show interface vlan", &service_kernel_state},
+    {"show ip address", &service_kernel_state},
+    {"show ip hosts", &service_kernel_state},
+    {"show ipv4 routes", &service_kernel_state},
+    {"show ipv6 routes", &service_kernel_state},
 };
 
 bool begins_with(std::string_view words, std::string_view first) {
