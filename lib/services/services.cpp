@@ -11,10 +11,13 @@ bool s_desk = false;
 constexpr service_route k_routes[] = {
     {"clear ip hosts", &service_kernel},
     {"hostname", &service_kernel},
+    {"http server", &service_units},
+    {"https server", &service_units},
     {"ip address", &service_kernel},
     {"ip ipv6-address", &service_kernel},
     {"ipv4", &service_kernel},
     {"ipv6", &service_kernel},
+    {"modbus_tcp", &service_units},
     {"ping", &service_programs},
     {"ping6", &service_programs},
     {"show debug processes", &service_kernel_state},
@@ -23,6 +26,10 @@ constexpr service_route k_routes[] = {
     {"show ip hosts", &service_kernel_state},
     {"show ipv4 routes", &service_kernel_state},
     {"show ipv6 routes", &service_kernel_state},
+    {"snmp_v1v2c server", &service_units},
+    {"snmp_v3 server", &service_units},
+    {"ssh server", &service_units},
+    {"telnet server", &service_units},
 };
 
 bool begins_with(std::string_view words, std::string_view first) {

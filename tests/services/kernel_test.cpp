@@ -214,6 +214,7 @@ TEST(Kernel, ADeskIsLeftAlone) {
         EXPECT_EQ(geteuid() == 0, service_kernel.is_here());
         services_on_desk();
         EXPECT_FALSE(service_kernel.is_here());
+        EXPECT_FALSE(service_units.is_here());
         EXPECT_EQ(&service_kernel_state, services_find("show ip address"));
         EXPECT_EQ(&service_kernel, services_find("ip address"));
     });
