@@ -107,9 +107,9 @@ cmds_carried cmds_carry_out(bool on, std::string_view words, const cmds_kept &ke
             tell(answer, 0);
             return cmds_carried::refused;
         }
-        if (answer.outcome == service_outcome::done) {
+        done = done || answer.outcome == service_outcome::done;
+        if (answer.outcome == service_outcome::done && !cli_is_loading()) {
             tell(answer, 0);
-            done = true;
         }
     }
     return done ? cmds_carried::out : cmds_carried::only_kept;
