@@ -16,12 +16,15 @@ struct route_line {
     carried state;
 };
 
-std::string_view words_of(const cmds_row &row) {
+/// Where a show goes may be said for it alone.
+const service_route *route_of(const cmds_row &row) {
     std::string_view words = row.command.words;
-    if (row.form->kind == cmds_kind::show) {
+    const service_route *const own = services_find_route(words);
+    if (own == nullptr && row.form->kind == cmds_kind::show) {
         take_piece(words);
+        return services_find_route(words);
     }
-    return words;
+    return own;
 }
 
 /// Whether a service does such things as the command is one of.
@@ -41,7 +44,7 @@ route_line line_of(const cmds_family &family, const cmds_row &row) {
         return {family.name, "the shell", carried::out};
     }
     const carried otherwise = row.form->kind == cmds_kind::setting ? carried::only_kept : carried::nowhere;
-    const service_route *const route = services_find_route(words_of(row));
+    const service_route *const route = route_of(row);
     if (route == nullptr) {
         return {family.name, "", otherwise};
     }

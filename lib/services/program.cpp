@@ -19,6 +19,7 @@ namespace {
 
 constexpr const char *k_folders[] = {"/usr/sbin/", "/usr/bin/", "/sbin/", "/bin/"};
 constexpr size_t k_printed_max = size_t{64} * 1024;
+constexpr int64_t k_look_ms = 20; // how soon the end of a program is seen
 
 std::string find_program(const std::string &name) {
     for (const char *const folder : k_folders) {
@@ -87,6 +88,16 @@ bool read_piece(int fd, std::string *printed) {
     return length > 0 || (length < 0 && errno == EAGAIN);
 }
 
+/// Reads what is there, without waiting for more: a server that the program has started may hold its output.
+void read_rest(int fd, std::string *printed) {
+    pollfd waiting = {fd, POLLIN, 0};
+    while (printed->size() < k_printed_max && ::poll(&waiting, 1, 0) > 0 && (waiting.revents & POLLIN) != 0 &&
+           read_piece(fd, printed)) {
+    }
+}
+
+int status_of(int waited) { return WIFEXITED(waited) ? WEXITSTATUS(waited) : 128 + WTERMSIG(waited); }
+
 } // namespace
 
 int program_start(const std::vector<std::string> &arguments, program *started) {
@@ -117,16 +128,22 @@ int program_run(const std::vector<std::string> &arguments, int32_t seconds, std:
     }
     const unique_fd output(run.output);
     const int64_t deadline = monotonic_us() + int64_t{seconds} * 1000000;
-    for (;;) {
+    for (pollfd waiting = {output.get(), POLLIN, 0};;) {
         const int64_t left_ms = (deadline - monotonic_us()) / 1000;
-        pollfd waiting = {output.get(), POLLIN, 0};
+        int status = 0;
+        const pid_t ended = retry_interrupted([&] { return ::waitpid(run.process, &status, WNOHANG); });
+        if (ended != 0) {
+            read_rest(output.get(), printed);
+            return ended > 0 ? status_of(status) : -1;
+        }
         if (left_ms <= 0) {
             ::kill(-run.process, SIGKILL);
             ignore_result(program_wait(run.process)); // it took too long, whatever it came to
             return -1;
         }
-        if (::poll(&waiting, 1, static_cast<int>(left_ms)) > 0 && !read_piece(output.get(), printed)) {
-            return program_wait(run.process);
+        if (::poll(&waiting, 1, static_cast<int>(std::min(left_ms, k_look_ms))) > 0 &&
+            !read_piece(output.get(), printed)) {
+            waiting.fd = -1; // nothing more comes, but it may run on
         }
     }
 }
@@ -136,5 +153,5 @@ int program_wait(pid_t process) {
     if (retry_interrupted([&] { return ::waitpid(process, &status, 0); }) != process) {
         return -1;
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return status_of(status);
 }

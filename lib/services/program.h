@@ -22,9 +22,9 @@ struct program {
 /// Whether there is such a program.
 [[nodiscard]] bool program_exists(const char *name);
 
-/// Runs a program to its end, which is waited for `seconds` at most; then it is killed. Returns its exit
-/// status, 128 + the signal that ended it, or -1 when it could not be started or took too long. What it
-/// printed goes to `printed`, 64 KiB at most.
+/// Runs a program to its end, whatever it leaves running. That is waited for `seconds` at most; then it is
+/// killed. Returns its exit status, 128 + the signal that ended it, or -1 when it could not be started or
+/// took too long. What it printed goes to `printed`, 64 KiB at most.
 [[nodiscard]] int program_run(const std::vector<std::string> &arguments, int32_t seconds,
                               std::string *printed);
 

@@ -46,12 +46,16 @@ struct service {
     service_answer (*show)(const service_call &call, report &to);
     /// Does something once.
     service_answer (*act)(const service_call &call);
+    /// A number that is another one when the service has lost its settings since, though it may have been
+    /// here at each look.
+    uint32_t (*comings)() = nullptr;
 };
 
 /// The services, each in a source of its own.
-extern const service service_switch;   // the switch-access device
-extern const service service_kernel;   // host name, addresses, routes, memory, processes
-extern const service service_units;    // servers as units of the service manager
-extern const service service_time;     // clocks and the local time service
-extern const service service_tacacs;   // the TACACS+ daemon, over the IPC server
-extern const service service_programs; // ping and the like, as child processes
+extern const service service_switch;       // the switch-access device
+extern const service service_kernel;       // host name, addresses, routes
+extern const service service_kernel_state; // what the kernel tells of them, and of processes
+extern const service service_units;        // servers as units of the service manager
+extern const service service_time;         // clocks and the local time service
+extern const service service_tacacs;       // the TACACS+ daemon, over the IPC server
+extern const service service_programs;     // ping and the like, as child processes

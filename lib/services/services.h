@@ -5,6 +5,8 @@
 // Which service a command goes to.
 
 /// The service that a command's keywords go to, without "no" and "show"; null when there is none for them.
+/// Where another service answers a show than carries the setting of those words out, there is one for the
+/// keywords with "show".
 const service *services_find(std::string_view words);
 
 /// The row that says so, or null.
