@@ -3,6 +3,7 @@
 #include "apps/zop_serv/console.h"
 #include "apps/zop_serv/dump_commands.h"
 #include "apps/zop_serv/request_loop.h"
+#include "apps/zop_serv/restart.h"
 #include "lib/base/local_socket.h"
 #include "lib/base/result.h"
 #include "lib/base/standard_streams.h"
@@ -47,6 +48,8 @@ constexpr const char *k_usage =
 constexpr int k_status_failed = 1;
 constexpr int k_status_usage = 2;
 constexpr useconds_t k_signal_pause_us = 100000;
+
+char **s_arguments = nullptr; // of the process
 
 struct options {
     bool desk = false;
@@ -108,6 +111,11 @@ void init_modules() {
 void init_services() {
     cmds_end_failures();
     zopsh_timer_init();
+}
+
+void look_around() {
+    cmds_watch_services();
+    restart_if_asked(s_arguments);
 }
 
 /// What a client asks about a line.
@@ -214,7 +222,7 @@ int serve(const options &wanted) {
     startup.init_services = init_services;
     startup.skip_interface = wanted.desk;
     startup.line_failed = cmds_note_failure;
-    startup.look_around = cmds_watch_services;
+    startup.look_around = look_around;
     if (wanted.desk) {
         services_on_desk();
     }
@@ -233,6 +241,7 @@ int serve(const options &wanted) {
 
 int main(int argc, char **argv) {
     hold_standard_streams();
+    s_arguments = argv;
     options wanted;
     const int early = parse(argc, argv, &wanted);
     if (early >= 0) {

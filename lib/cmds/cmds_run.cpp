@@ -2,6 +2,7 @@
 
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_output.h"
+#include "lib/cmds/cmds_ask.h"
 #include "lib/cmds/cmds_config.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_services.h"
@@ -122,6 +123,9 @@ int32_t cmds_run(int32_t argc, const char *const *argv) {
     }
     if (cli_is_loading() && (form.kind == cmds_kind::show || form.kind == cmds_kind::action)) {
         return cmds_refuse("This cannot stand in a saved configuration");
+    }
+    if (form.question != nullptr) {
+        return cmds_ask(row);
     }
     if (form.run != nullptr) {
         return form.run(argc, argv);
