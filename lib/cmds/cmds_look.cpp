@@ -1,5 +1,6 @@
 #include "lib/cmds/cmds_look.h"
 
+#include "lib/base/parse_number.h"
 #include "lib/cmds/cmds_config.h"
 
 #include <algorithm>
@@ -75,4 +76,9 @@ std::vector<std::string> cmds_look_up_all(const cmds_section &in, std::string_vi
         }
     }
     return values;
+}
+
+int64_t cmds_look_up_number(const cmds_section &in, std::string_view words, int64_t otherwise) {
+    int64_t number = 0;
+    return parse_number(cmds_look_up(in, words).value_or(""), &number) ? number : otherwise;
 }

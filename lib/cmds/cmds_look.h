@@ -25,3 +25,6 @@ struct cmds_section {
 
 /// The same for every such line.
 [[nodiscard]] std::vector<std::string> cmds_look_up_all(const cmds_section &in, std::string_view words);
+
+/// The same as a number; `otherwise` where there is no such line, or no number in it.
+[[nodiscard]] int64_t cmds_look_up_number(const cmds_section &in, std::string_view words, int64_t otherwise);

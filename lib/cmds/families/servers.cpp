@@ -1,6 +1,5 @@
 // The servers by which the switch is managed, and Modbus TCP.
 
-#include "lib/base/parse_number.h"
 #include "lib/cmds/cmds_build.h"
 #include "lib/cmds/cmds_look.h"
 #include "lib/cmds/cmds_services.h"
@@ -26,12 +25,8 @@ constexpr server_row k_servers[] = {
 };
 
 int64_t port_of(const server_row &server, const cmds_section &configured) {
-    int64_t port = server.port;
-    if (const auto value =
-            server.port_line != nullptr ? cmds_look_up(configured, server.port_line) : std::nullopt) {
-        return parse_number(*value, &port) ? port : server.port;
-    }
-    return port;
+    return server.port_line != nullptr ? cmds_look_up_number(configured, server.port_line, server.port)
+                                       : server.port;
 }
 
 int32_t show_servers(int32_t /*argc*/, const char *const * /*argv*/) {
