@@ -13,6 +13,7 @@
 #include "lib/cli/csh_server.h"
 #include "lib/cli/fatal_signals.h"
 #include "lib/cli/zopsh_timer.h"
+#include "lib/cmds/cmds_auto_logout.h"
 #include "lib/cmds/cmds_failures.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_jobs.h"
@@ -124,6 +125,8 @@ int32_t query(int32_t form, const char *text, const cli_session &session) {
     switch (form) {
     case k_csh_query_help:
         return cli_help_line(session, text);
+    case k_csh_query_idle:
+        return cmds_auto_logout_minutes() * 60;
     case k_csh_query_secret:
         return cmds_holds_secret(text) ? 1 : 0;
     default:

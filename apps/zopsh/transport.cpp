@@ -176,9 +176,9 @@ bool show_progress(const transport_progress &progress) {
 
 int64_t now_ms() { return monotonic_us() / 1000; }
 
-exchange_result receive(csh_message *message, const transport_progress &progress) {
+exchange_result receive(csh_message *message, const transport_progress &progress, int patience_seconds) {
     const int32_t type = message->type;
-    int64_t deadline = now_ms() + int64_t{s_timeout_seconds} * 1000;
+    int64_t deadline = now_ms() + int64_t{patience_seconds} * 1000;
     bool interrupted = false;
     for (;;) {
         pollfd waiting = {s_socket, POLLIN, 0};
@@ -204,7 +204,7 @@ exchange_result receive(csh_message *message, const transport_progress &progress
             return exchange_result::ended;
         }
         if (ready == 0 && progress.show != nullptr && show_progress(progress) && !interrupted) {
-            deadline = now_ms() + int64_t{s_timeout_seconds} * 1000;
+            deadline = now_ms() + int64_t{patience_seconds} * 1000;
         }
     }
 }
@@ -226,7 +226,7 @@ void transport_close() {
 }
 
 exchange_result transport_exchange(int32_t type, const char *text, csh_message *message,
-                                   const transport_progress &progress) {
+                                   const transport_progress &progress, int patience_seconds) {
     s_shown = 0;
     message->type = type;
     message->pid = ::getpid();
@@ -244,7 +244,8 @@ exchange_result transport_exchange(int32_t type, const char *text, csh_message *
     if (connected != 0 || ::send(s_socket, message, sizeof *message, 0) != sizeof *message) {
         return not_sent();
     }
-    const exchange_result received = receive(message, progress);
+    const exchange_result received =
+        receive(message, progress, patience_seconds != 0 ? patience_seconds : s_timeout_seconds);
     if (received != exchange_result::done) {
         return received;
     }
