@@ -1,4 +1,5 @@
-# What is taken from packages: nlohmann_json_headers to link with, LIBEDIT of pkg-config, and whether there is one.
+# What is taken from packages: nlohmann_json_headers to link with, LIBEDIT and LIBCRYPT of pkg-config, and whether there is
+# one.
 find_package(nlohmann_json 3 REQUIRED CMAKE_FIND_ROOT_PATH_BOTH)
 
 # Headers only, so the host's are as good for another machine. But the rest of the host's include folder is not, so
@@ -20,7 +21,12 @@ set(ZOP_HAS_LIBEDIT ON)
 find_package(PkgConfig QUIET)
 if(PKG_CONFIG_FOUND)
   pkg_check_modules(LIBEDIT IMPORTED_TARGET GLOBAL libedit)
+  pkg_check_modules(LIBCRYPT IMPORTED_TARGET GLOBAL libcrypt)
 endif()
 if(CMAKE_CROSSCOMPILING AND NOT LIBEDIT_FOUND)
   set(ZOP_HAS_LIBEDIT OFF)
+endif()
+# Without libcrypt no password can be hashed; only a cross build may lack it.
+if(NOT CMAKE_CROSSCOMPILING AND NOT LIBCRYPT_FOUND)
+  message(FATAL_ERROR "pkg-config finds no libcrypt, which hashes passwords: install libcrypt-dev")
 endif()

@@ -21,4 +21,5 @@ need_packages() {
 }
 
 # What building the programs, tests and benchmarks takes.
-build_packages=(g++ cmake ninja-build pkg-config googletest libbenchmark-dev libevent-dev nlohmann-json3-dev libedit-dev)
+build_packages=(g++ cmake ninja-build pkg-config googletest libbenchmark-dev libevent-dev nlohmann-json3-dev libedit-dev
+    libcrypt-dev)

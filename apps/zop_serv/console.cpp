@@ -103,6 +103,13 @@ bool console_start() {
     return start_passage(STDOUT_FILENO, &s_passages[0]) && start_passage(STDERR_FILENO, &s_passages[1]);
 }
 
+void console_end() {
+    for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
+        const passage &way = s_passages[fd == STDOUT_FILENO ? 0 : 1];
+        ignore_result(way.to >= 0 ? ::dup2(way.to, fd) : 0); // where it fails, nothing better is to be had
+    }
+}
+
 void console_settle() {
     for (int step = 0; step < k_settle_steps && (is_passing(s_passages[0]) || is_passing(s_passages[1]));
          step++) {

@@ -10,6 +10,9 @@
 /// then stays. Once.
 [[nodiscard]] bool console_start();
 
+/// Puts back what was there before. What is written then goes there at once; threads and pipes stay.
+void console_end();
+
 /// Waits until all that has been written has been passed on, a third of a second at most. Safe in a signal
 /// handler.
 void console_settle();

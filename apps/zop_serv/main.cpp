@@ -3,6 +3,7 @@
 #include "apps/zop_serv/console.h"
 #include "apps/zop_serv/dump_commands.h"
 #include "apps/zop_serv/request_loop.h"
+#include "apps/zop_serv/restart.h"
 #include "lib/base/local_socket.h"
 #include "lib/base/result.h"
 #include "lib/base/standard_streams.h"
@@ -12,6 +13,7 @@
 #include "lib/cli/csh_server.h"
 #include "lib/cli/fatal_signals.h"
 #include "lib/cli/zopsh_timer.h"
+#include "lib/cmds/cmds_auto_logout.h"
 #include "lib/cmds/cmds_failures.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_jobs.h"
@@ -47,6 +49,8 @@ constexpr const char *k_usage =
 constexpr int k_status_failed = 1;
 constexpr int k_status_usage = 2;
 constexpr useconds_t k_signal_pause_us = 100000;
+
+char **s_arguments = nullptr; // of the process
 
 struct options {
     bool desk = false;
@@ -111,12 +115,19 @@ void init_services() {
     zopsh_timer_init();
 }
 
+void look_around() {
+    cmds_watch_services();
+    restart_if_asked(s_arguments);
+}
+
 /// What a client asks about a line.
 int32_t query(int32_t form, const char *text, const cli_session &session) {
     csh_output_truncate();
     switch (form) {
     case k_csh_query_help:
         return cli_help_line(session, text);
+    case k_csh_query_idle:
+        return cmds_auto_logout_minutes() * 60;
     case k_csh_query_secret:
         return cmds_holds_secret(text) ? 1 : 0;
     default:
@@ -215,7 +226,7 @@ int serve(const options &wanted) {
     startup.init_services = init_services;
     startup.skip_interface = wanted.desk;
     startup.line_failed = cmds_note_failure;
-    startup.look_around = cmds_watch_services;
+    startup.look_around = look_around;
     if (wanted.desk) {
         services_on_desk();
     }
@@ -234,6 +245,7 @@ int serve(const options &wanted) {
 
 int main(int argc, char **argv) {
     hold_standard_streams();
+    s_arguments = argv;
     options wanted;
     const int early = parse(argc, argv, &wanted);
     if (early >= 0) {

@@ -1,13 +1,16 @@
 // The lines of a person at a terminal: edited, remembered, completed, helped with.
 
 #include "apps/zopsh/history.h"
+#include "apps/zopsh/idle.h"
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/terminal.h"
 #include "lib/base/result.h"
 #include "lib/cmds/cmds_modes.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cwchar>
 #include <poll.h>
 #include <unistd.h>
 
@@ -112,6 +115,29 @@ unsigned char leave_configuration(EditLine *editor, int /*key*/) {
     return CC_REFRESH;
 }
 
+/// The next key, as the editor reads it by itself, but not for ever. Returns 1, or 0 when there is none.
+int read_key(EditLine * /*editor*/, wchar_t *key) {
+    std::mbstate_t state{};
+    while (idle_wait()) {
+        char byte = 0;
+        const ssize_t length = ::read(STDIN_FILENO, &byte, 1);
+        if (length < 0 && errno == EINTR) {
+            continue;
+        }
+        if (length <= 0) {
+            return 0;
+        }
+        const size_t used = std::mbrtowc(key, &byte, 1, &state);
+        if (used == 0 || used == 1) {
+            return 1;
+        }
+        if (used == static_cast<size_t>(-1)) { // no character of this locale: left out
+            state = {};
+        }
+    }
+    return 0;
+}
+
 void set_up(EditLine *editor, History *history) {
     HistEvent event{};
     ::history(history, &event, H_SETSIZE, 200);
@@ -120,6 +146,7 @@ void set_up(EditLine *editor, History *history) {
     el_set(editor, EL_EDITOR, "emacs");
     el_set(editor, EL_HIST, ::history, history);
     el_set(editor, EL_SIGNAL, 0);
+    el_set(editor, EL_GETCFN, read_key);
     el_set(editor, EL_ADDFN, "list-help", "List what can be typed", list_help);
     el_set(editor, EL_ADDFN, "complete", "Complete the word", complete);
     el_set(editor, EL_ADDFN, "drop-line", "Drop the line", drop_line);
@@ -195,6 +222,9 @@ line_result run_lines(EditLine *editor, History *history) {
         const bool asking = shell_is_asking(*s_shell);
         const std::optional<std::string> line =
             asking ? shell_read_answer(s_shell) : edit_line(editor, history);
+        if (idle_is_over()) {
+            return line_result::ended;
+        }
         if (!line && asking) {
             continue; // with a command
         }
@@ -214,6 +244,7 @@ line_result run_lines(EditLine *editor, History *history) {
 
 line_result editor_run(shell *sh) {
     s_shell = sh;
+    idle_begin(*sh);
     const terminal_guard guard(
         terminal_keys::waiting); // between the lines: the editor begins with what it finds
     EditLine *const editor = el_init("zopsh", stdin, stdout, stderr);

@@ -1,5 +1,6 @@
 // The pager: a command's output a screen at a time, where somebody is there to read it.
 
+#include "apps/zopsh/idle.h"
 #include "apps/zopsh/shell.h"
 
 #include "lib/base/io.h"
@@ -60,7 +61,7 @@ char read_key() {
     single.c_cc[VTIME] = 0;
     ::tcsetattr(STDIN_FILENO, TCSANOW, &single);
     char key = 'q';
-    if (::read(STDIN_FILENO, &key, 1) != 1) {
+    if (!idle_wait() || ::read(STDIN_FILENO, &key, 1) != 1) {
         key = 'q';
     }
     ::tcsetattr(STDIN_FILENO, TCSANOW, &before);

@@ -1,6 +1,7 @@
 // The answers to a command's questions. They are read apart from the editor, so that no history holds them
 // and no key has a meaning of its own.
 
+#include "apps/zopsh/idle.h"
 #include "apps/zopsh/shell.h"
 #include "apps/zopsh/terminal.h"
 #include "lib/base/result.h"
@@ -17,7 +18,7 @@ namespace {
 /// once.
 std::optional<std::string> read_line(char end) {
     std::string line;
-    for (char c = 0; ::read(STDIN_FILENO, &c, 1) == 1 && c != end;) {
+    for (char c = 0; idle_wait() && ::read(STDIN_FILENO, &c, 1) == 1 && c != end;) {
         if (c == '\n') {
             return line;
         }

@@ -190,6 +190,17 @@ bool shell_may_remember(const shell &sh, const std::string &line) {
            message.session.mode_mask == 0; // where the reply has the result
 }
 
+int32_t shell_idle_seconds(const shell &sh) {
+    csh_message message{};
+    message.flag = k_csh_query_idle;
+    message.session = sh.session;
+    constexpr int k_patience_s = 1; // keys are not read meanwhile
+    return transport_exchange(k_csh_query, "", &message, {nullptr, nullptr}, k_patience_s) ==
+                   exchange_result::done
+               ? static_cast<int32_t>(message.session.mode_mask) // where the reply has the result
+               : 0;
+}
+
 std::string shell_prompt(const shell &sh) {
     std::array<char, 65> host{};
     ::gethostname(host.data(), host.size() - 1);

@@ -56,6 +56,10 @@ shell_listing shell_completions(const shell &sh, const std::string &line);
 /// Whether a history may keep a line: the server says that there is no secret in it.
 bool shell_may_remember(const shell &sh, const std::string &line);
 
+/// The seconds after which a session ends that nobody types at; 0 when it does not, or the server cannot be
+/// asked.
+int32_t shell_idle_seconds(const shell &sh);
+
 /// The prompt: host name and mode.
 std::string shell_prompt(const shell &sh);
 

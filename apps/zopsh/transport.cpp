@@ -179,8 +179,8 @@ int64_t now_ms() { return monotonic_us() / 1000; }
 
 /// How long a reply is waited for.
 struct patience {
-    int64_t deadline = now_ms() + int64_t{s_timeout_seconds} * 1000;
-    bool ends = false; // the command has been asked to end
+    int64_t deadline; // by now_ms()
+    bool ends;        // the command has been asked to end
 };
 
 /// Asks a command to end that Ctrl-C has come for. Returns whether there is still something to wait for.
@@ -194,9 +194,10 @@ bool give_up(int32_t type, patience *wait) {
     return true;
 }
 
-exchange_result receive(csh_message *message, const transport_progress &progress) {
+exchange_result receive(csh_message *message, const transport_progress &progress, int patience_seconds) {
     const int32_t type = message->type;
-    for (patience wait;;) {
+    const auto begin = [=] { return patience{now_ms() + int64_t{patience_seconds} * 1000, false}; };
+    for (patience wait = begin();;) {
         if (s_interrupted != 0 && !give_up(type, &wait)) {
             return exchange_result::interrupted;
         }
@@ -214,7 +215,7 @@ exchange_result receive(csh_message *message, const transport_progress &progress
             return exchange_result::ended;
         }
         if (ready == 0 && progress.show != nullptr && show_progress(progress) && !wait.ends) {
-            wait = {};
+            wait = begin();
         }
     }
 }
@@ -236,7 +237,7 @@ void transport_close() {
 }
 
 exchange_result transport_exchange(int32_t type, const char *text, csh_message *message,
-                                   const transport_progress &progress) {
+                                   const transport_progress &progress, int patience_seconds) {
     s_shown = 0;
     s_interrupted = 0;
     message->type = type;
@@ -255,7 +256,8 @@ exchange_result transport_exchange(int32_t type, const char *text, csh_message *
     if (connected != 0 || ::send(s_socket, message, sizeof *message, 0) != sizeof *message) {
         return not_sent();
     }
-    const exchange_result received = receive(message, progress);
+    const exchange_result received =
+        receive(message, progress, patience_seconds != 0 ? patience_seconds : s_timeout_seconds);
     if (received != exchange_result::done) {
         return received;
     }

@@ -35,9 +35,10 @@ struct transport_progress {
 /// Sends a request of a type with the text and fields of `message`, whose other fields are filled here, and
 /// receives the reply into it. `full` only answers a registration. What runs longer than a moment is shown to
 /// `progress`, and its answer waited for anew with every line. The first Ctrl-C asks for its end, and waits a
-/// little for it.
+/// little for it. An answer is waited for as long as transport_open says, or for `patience_seconds`.
 [[nodiscard]] exchange_result transport_exchange(int32_t type, const char *text, csh_message *message,
-                                                 const transport_progress &progress = {nullptr, nullptr});
+                                                 const transport_progress &progress = {nullptr, nullptr},
+                                                 int patience_seconds = 0);
 
 /// What the server wrote for the last request and `progress` was not shown.
 std::string transport_output();

@@ -45,6 +45,7 @@ constexpr int32_t k_csh_auxiliary = 9; // answered without a reply code: the typ
 // of lines.
 constexpr int32_t k_csh_query_help = 1;
 constexpr int32_t k_csh_query_completions = 0;
+constexpr int32_t k_csh_query_idle = 4;   // the seconds that a session may be idle; 0: it never ends so
 constexpr int32_t k_csh_query_secret = 3; // 1 when the line holds a secret, which no history is to keep
 
 // Reply codes.

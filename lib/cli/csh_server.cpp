@@ -289,6 +289,8 @@ void apply_address(const csh_startup &startup) {
 
 } // namespace
 
+void csh_set_free() { s_busy = false; }
+
 void csh_set_services(const csh_services &services) { s_services = services; }
 
 void servMessageDispatcher(int fd) {

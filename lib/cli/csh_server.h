@@ -69,5 +69,8 @@ bool csh_select_kept(int32_t ticket);
 /// Sends a reply that was kept back, with the result of its line. Without one nothing is done.
 void csh_answer(int32_t ticket, int32_t result);
 
+/// Lets the shell go again that a status has taken (csh_status.h), when the work it stood for has failed.
+void csh_set_free();
+
 /// Sets the services without a start; for who serves messages itself.
 void csh_set_services(const csh_services &services);

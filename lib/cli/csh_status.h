@@ -5,6 +5,7 @@
 // Status codes of a line that a client is to be told in words, and by which a command holds the shell while
 // it works: nobody is served until it has ended.
 
+constexpr int32_t k_csh_status_restarts = 0x1012b;
 constexpr int32_t k_csh_status_session_ended = 0x1012e;
 
 enum class csh_busy_change : uint8_t { none, set, clear };
@@ -21,7 +22,7 @@ inline constexpr csh_status_row k_csh_status[] = {
     {0x1006b, csh_busy_change::set, "A firmware update has been started. Please wait."},
     {0x1006c, csh_busy_change::none, "The transfer has ended."},
     {0x1006d, csh_busy_change::set, "The configuration is being written. Please wait."},
-    {0x1012b, csh_busy_change::set, "The switch restarts. Please wait."},
+    {k_csh_status_restarts, csh_busy_change::set, "The switch restarts. Please wait."},
     {0x1012c, csh_busy_change::none, "The restart has been called off."},
     {k_csh_status_session_ended, csh_busy_change::none, "The session has ended."},
     {0x1012f, csh_busy_change::none, "The login has failed."},

@@ -3,6 +3,7 @@
 #include "lib/base/invariant.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/cli_tree.h"
+#include "lib/cmds/cmds_ask.h"
 #include "lib/cmds/cmds_family.h"
 
 #include <algorithm>
@@ -118,6 +119,7 @@ const cmds_row *find_entering(const cmds_mode &mode) {
 std::span<const cmds_family *const> cmds_families() { return k_families; }
 
 int32_t cmds_install() {
+    cmds_take_answers();
     bool done = true;
     for (const uint32_t mask : k_order) {
         for (const cmds_family *family : k_families) {
@@ -134,6 +136,14 @@ const cmds_row &cmds_running_row() {
     const cli_command *const command = cli_running_command();
     INVARIANT(command != nullptr && command->handler == cmds_run);
     return *reinterpret_cast<const cmds_row *>(command);
+}
+
+const cmds_row *cmds_row_at(uint32_t rank) {
+    const size_t family = rank >> 16;
+    const size_t number = rank & 0xFFFF;
+    return family < std::size(k_families) && number < k_families[family]->count
+               ? &k_families[family]->rows[number]
+               : nullptr;
 }
 
 const cmds_row *cmds_entering_row(const cmds_mode &mode) {

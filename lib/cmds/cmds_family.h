@@ -43,6 +43,9 @@ const cmds_row *cmds_entering_row(const cmds_mode &mode);
 /// The place of a row among all commands, by which settings are ordered; rows of the same keywords share it.
 uint32_t cmds_rank(const cmds_row &row);
 
+/// The first row of those that share a rank; null when there is none.
+const cmds_row *cmds_row_at(uint32_t rank);
+
 /// Whether a line gives a password, a key or the like away: its words fit those of a command that has one, in
 /// whatever mode.
 [[nodiscard]] bool cmds_holds_secret(const char *line);

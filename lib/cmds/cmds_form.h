@@ -50,7 +50,8 @@ struct cmds_form {
     uint8_t keys = 0;              // so many of its arguments tell settings of the same words apart
     uint8_t secret = 0;            // its argument of this number, from 1, is for administrators alone
     std::string_view same = {};    // the keywords that it shares with other forms of one setting; "": its own
-    uint8_t longest = 0;           // characters of its free text; 0: as many as its type takes
+    const char *question = nullptr; // what a person is asked first; null: nothing
+    uint8_t longest = 0;            // characters of its free text; 0: as many as its type takes
 
     /// The value that holds before anybody sets one: setting it leaves nothing in the configuration.
     [[nodiscard]] constexpr cmds_form at_first(const char *value) const {
@@ -82,6 +83,12 @@ struct cmds_form {
     [[nodiscard]] constexpr cmds_form up_to(uint8_t count) const {
         cmds_form form = *this;
         form.longest = count;
+        return form;
+    }
+    /// Has no arguments, and a handler that is called once a person has agreed (cmds_ask.h).
+    [[nodiscard]] constexpr cmds_form asks(const char *asked) const {
+        cmds_form form = *this;
+        form.question = asked;
         return form;
     }
     /// Carried out by a handler of its own.

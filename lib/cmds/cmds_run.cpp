@@ -2,6 +2,7 @@
 
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_output.h"
+#include "lib/cmds/cmds_ask.h"
 #include "lib/cmds/cmds_config.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_services.h"
@@ -80,7 +81,17 @@ int32_t tell_kept(int32_t result, cmds_carried carried) {
     return result;
 }
 
-int32_t change(const cmds_row &row, int32_t argc, const char *const *argv) {
+int32_t show_or_act(const cmds_row &row, int32_t argc, const char *const *argv) {
+    cmds_kept kept;
+    if (const int32_t refused = cmds_keep_line(row, argc, argv, &kept); refused != 0) {
+        return refused;
+    }
+    return row.form->kind == cmds_kind::show ? cmds_show(row, kept) : cmds_act(row, kept);
+}
+
+} // namespace
+
+int32_t cmds_change(const cmds_row &row, int32_t argc, const char *const *argv) {
     const bool on = row.form->kind == cmds_kind::setting;
     const cmds_row &set = on ? row : row.family->rows[row.stem];
     line_place line;
@@ -94,16 +105,6 @@ int32_t change(const cmds_row &row, int32_t argc, const char *const *argv) {
     }
     return tell_kept(on ? record_line(row, line) : record_undone(set, line), carried);
 }
-
-int32_t show_or_act(const cmds_row &row, int32_t argc, const char *const *argv) {
-    cmds_kept kept;
-    if (const int32_t refused = cmds_keep_line(row, argc, argv, &kept); refused != 0) {
-        return refused;
-    }
-    return row.form->kind == cmds_kind::show ? cmds_show(row, kept) : cmds_act(row, kept);
-}
-
-} // namespace
 
 int32_t cmds_record(int32_t argc, const char *const *argv) {
     const cmds_row &row = cmds_running_row();
@@ -123,13 +124,16 @@ int32_t cmds_run(int32_t argc, const char *const *argv) {
     if (cli_is_loading() && (form.kind == cmds_kind::show || form.kind == cmds_kind::action)) {
         return cmds_fail("This cannot stand in a saved configuration");
     }
+    if (form.question != nullptr) {
+        return cmds_ask(row);
+    }
     if (form.run != nullptr) {
         return form.run(argc, argv);
     }
     switch (form.kind) {
     case cmds_kind::setting:
     case cmds_kind::undo:
-        return change(row, argc, argv);
+        return cmds_change(row, argc, argv);
     case cmds_kind::show:
     case cmds_kind::action:
         return show_or_act(row, argc, argv);

@@ -15,12 +15,19 @@ constexpr size_t k_place_client = 2; // how the client wants to be treated
 constexpr uint32_t k_screen_length_bits = 0x7FFF; // 0: the session has none of its own
 constexpr uint32_t k_json_bit = 0x10000;
 constexpr uint32_t k_person_bit = 0x20000;
+constexpr uint32_t k_question_shift = 18;
+constexpr uint32_t k_question_bits = k_cmds_questions_max << k_question_shift;
 static_assert(k_screen_length_max <= k_screen_length_bits);
 
 constexpr uint32_t k_all_ports = ((1U << k_switch_ports) - 1) << 1;
 
 uint32_t client_bits() {
-    return cli_session_bits(k_place_client, k_screen_length_bits | k_json_bit | k_person_bit).value_or(0);
+    constexpr uint32_t k_all = k_screen_length_bits | k_json_bit | k_person_bit | k_question_bits;
+    return cli_session_bits(k_place_client, k_all).value_or(0);
+}
+
+void replace_client_bits(uint32_t which, uint32_t value) {
+    cli_session_set(k_place_client, static_cast<int32_t>((client_bits() & ~which) | value));
 }
 
 } // namespace
@@ -51,11 +58,14 @@ int32_t cmds_screen_length(const cli_session &session) {
 }
 
 void cmds_set_screen_length(int32_t length) {
-    cli_session_set(k_place_client, length | static_cast<int32_t>(client_bits() & ~k_screen_length_bits));
+    replace_client_bits(k_screen_length_bits, static_cast<uint32_t>(length));
 }
 
 bool cmds_wants_json() { return (client_bits() & k_json_bit) != 0; }
 bool cmds_can_ask() { return (client_bits() & k_person_bit) != 0; }
+
+uint32_t cmds_question() { return (client_bits() & k_question_bits) >> k_question_shift; }
+void cmds_set_question(uint32_t number) { replace_client_bits(k_question_bits, number << k_question_shift); }
 
 cli_session cmds_with_json(cli_session session) {
     session.values[k_place_client] |= static_cast<int32_t>(k_json_bit);

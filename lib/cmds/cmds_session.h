@@ -35,5 +35,13 @@ void cmds_set_screen_length(int32_t length);
 /// How a client wants to be treated: shows as JSON, and questions put, since a person is there to answer.
 bool cmds_wants_json();
 bool cmds_can_ask();
+
+/// The question that the next line is to answer, a number from 1 to k_cmds_questions_max; 0: none. It stands
+/// in the session, so that sessions that are asked at the same time cannot answer each other's.
+constexpr uint32_t k_cmds_questions_max = 63;
+uint32_t cmds_question();
+void cmds_set_question(uint32_t number);
+
+/// Sessions of clients that want to be treated so.
 cli_session cmds_with_json(cli_session session);
 cli_session cmds_with_person(cli_session session);

@@ -131,7 +131,9 @@ template<typename List, typename Tell> void merge(const List &first, const List 
     }
 }
 
-config_line line_of(const context &in, const stored &entry) { return {entry.line, entry.secret, in.number}; }
+config_line line_of(const context &in, const stored &entry) {
+    return {entry.line, entry.secret, in.number, place_of(entry)};
+}
 
 /// Tells of the settings that differ, after `entering` if there is one.
 size_t compare_settings(const context &first, const context &second, const stored *entering, tell_fn tell,

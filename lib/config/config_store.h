@@ -85,6 +85,7 @@ struct config_line {
     std::string_view line;
     uint32_t secret;
     config_context context;
+    config_place place = {}; // what the setting or the context is called by; not of an empty line and of "!"
 };
 void config_walk(const config_store &store, void (*tell)(const config_line &line, void *with), void *with);
 

@@ -1,6 +1,7 @@
 #include "lib/services/report.h"
 
 #include "lib/base/invariant.h"
+#include "lib/base/take_piece.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -78,6 +79,10 @@ void put_table(std::string &to, const report_table &table) {
     }
 }
 
+std::string text_of(const json &object) {
+    return object.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
 json json_of(const report_cell &cell) {
     if (is_number(cell)) {
         return std::get<int64_t>(cell);
@@ -137,5 +142,15 @@ std::string report_json(const report &from) {
     for (const report_table &table : from.tables) {
         object[table.key] = json_of(table);
     }
-    return object.dump(-1, ' ', false, json::error_handler_t::replace);
+    return text_of(object);
+}
+
+std::string report_json_lines(const char *key, std::string_view text) {
+    json lines = json::array();
+    while (!text.empty()) {
+        lines.push_back(take_piece(text, '\n'));
+    }
+    json object = json::object();
+    object[key] = std::move(lines);
+    return text_of(object);
 }

@@ -48,6 +48,9 @@ report_table &report_add_table(report &to, const char *key, const char *title,
 /// the right, an empty line in front of each table but at the beginning. A table without rows says "none".
 [[nodiscard]] std::string report_text(const report &from);
 
+/// The lines of a text as JSON: an object on a line with one member, an array of them.
+[[nodiscard]] std::string report_json_lines(const char *key, std::string_view text);
+
 /// As one JSON object on a line, a member for each value and an array of objects for each table. Bytes that
 /// are no UTF-8 are replaced.
 [[nodiscard]] std::string report_json(const report &from);

@@ -247,6 +247,30 @@ void type_lines() {
     EXPECT_EQ(1, WEXITSTATUS(alone.wait()));
 }
 
+void start_anew() {
+    if (own_program("zop_serv").size() > 1) {
+        return; // an emulator starts nothing anew
+    }
+    fs::create_directory("/var/config");
+    management server;
+    terminal at(24);
+    terminal other(24);
+    other.talk({{"", k_prompt}});
+    at.talk({{"", k_prompt}});
+    for (const char *line : {"conf t", "hostname saved", "write memory", "hostname lost", "end"}) {
+        at.run(line);
+    }
+    const std::string question = "The switch restarts, and what was not saved is lost. Are you sure? (y/n) ";
+    EXPECT_EQ("n\r\nNothing has been done.\r\n", at.talk({{"reboot\r", question}, {"n\r", "done.\r\n"}}));
+    at.talk({{"", k_prompt}, {"reboot\r", question}});
+    EXPECT_EQ("y\r\nThe switch restarts. Please wait.\r\n", at.talk({{"y\r", "wait.\r\n"}}));
+    EXPECT_TRUE(eventually([] { return zopsh({"-c", "show running-config"}).output == "hostname saved\n"; }));
+    EXPECT_THAT(other.run("show running-config"), HasSubstr("\r\nhostname saved\r\n")) << "as before";
+    EXPECT_EQ(1, zopsh({"-c", "reboot"}).status) << "nobody to ask";
+    server.end();
+    EXPECT_FALSE(fs::exists("/tmp/csh_serv") || fs::exists("/tmp/ipc_zop_serv_addr"));
+}
+
 struct scripted_reply {
     int32_t code;
     int32_t late; // this many requests too late
@@ -352,6 +376,31 @@ void outlive_a_slow_command() {
     ::close(fd);
 }
 
+void end_when_idle() {
+    const int fd = listen_as_server();
+    std::thread player([fd] {
+        play_server(fd, {{{k_csh_done, 0, 0}}});
+        csh_message message{};
+        sockaddr_un client{};
+        socklen_t length = sizeof client;
+        auto *const address = reinterpret_cast<sockaddr *>(&client);
+        EXPECT_EQ(572, ::recvfrom(fd, &message, sizeof message, 0, address, &length));
+        EXPECT_EQ(k_csh_query, message.type);
+        EXPECT_EQ(k_csh_query_idle, message.flag);
+        message.session.mode_mask = 1;
+        message.type = k_csh_done;
+        EXPECT_EQ(572, ::sendto(fd, &message, sizeof message, 0, address, length));
+    });
+    terminal at(24);
+    at.talk({{"", k_prompt}, {"half a li", "half a li"}});
+    at.talk({{"", "zopsh: idle for 1 minute, the session has ended\r\n"}});
+    player.join();
+    const pid_t pid = at.pid();
+    EXPECT_EQ(0, at.wait());
+    EXPECT_FALSE(left_files(pid));
+    ::close(fd);
+}
+
 void meet_odd_servers() {
     const int fd = listen_as_server();
     std::thread player(play_server, fd,
@@ -434,6 +483,8 @@ TEST(Zopsh, CommandsThatTakeLongRunBesideTheServer) {
     with_private({"/tmp", "/var", "/usr/sbin"}, run_beside_the_server);
 }
 TEST(Zopsh, ServersThatAnswerLateOrNoOrNever) { with_private({"/tmp"}, meet_odd_servers); }
+TEST(Zopsh, ASessionThatNobodyTypesAtEnds) { with_private({"/tmp"}, end_when_idle); }
+TEST(Zopsh, ARestartIsAskedForAndLosesWhatWasNotSaved) { with_private({"/tmp", "/var"}, start_anew); }
 TEST(Zopsh, AnswersAreNotRememberedNorSecretsShown) { with_private({"/tmp"}, ask_for_secrets); }
 TEST(Zopsh, ACommandSlowerThanTheLimitEndsNoSession) { with_private({"/tmp"}, outlive_a_slow_command); }
 TEST(Zopsh, ScriptsReadExitStatusesAndReasons) { with_private({"/tmp", "/var"}, run_scripts); }

@@ -4,6 +4,8 @@
 #include "lib/cli/cli_output.h"
 #include "lib/cmds/cmds_build.h"
 #include "lib/cmds/cmds_config.h"
+#include "lib/cmds/cmds_failures.h"
+#include "lib/cmds/cmds_services.h"
 #include "lib/cmds/cmds_session.h"
 #include "lib/config/config_file.h"
 
@@ -46,6 +48,13 @@ std::string text_of(const config_store &store, bool with_secrets) {
     return text;
 }
 
+/// Prints a configuration, by its lines where the session wants JSON.
+void print(const char *key, const config_store &store, bool with_secrets) {
+    const std::string text = text_of(store, with_secrets);
+    cli_print("%s%s", (cmds_wants_json() ? report_json_lines(key, text) : text).c_str(),
+              cmds_wants_json() ? "\n" : "");
+}
+
 // ---- the saved configuration
 
 void count_failed(int32_t /*line*/) { s_failed_lines++; }
@@ -67,7 +76,7 @@ owned_store read_saved() {
 // ---- the commands
 
 int32_t show_running(int32_t /*argc*/, const char *const * /*argv*/) {
-    cli_print("%s", text_of(cmds_store(), cmds_is_administrator()).c_str());
+    print("running_config", cmds_store(), cmds_is_administrator());
     return 0;
 }
 
@@ -76,7 +85,7 @@ int32_t show_startup(int32_t /*argc*/, const char *const * /*argv*/) {
     if (saved == nullptr) {
         return k_cmds_failed;
     }
-    cli_print("%s", text_of(*saved, false).c_str());
+    print("startup_config", *saved, false);
     return 0;
 }
 
@@ -98,6 +107,11 @@ int32_t show_changes(int32_t /*argc*/, const char *const * /*argv*/) {
     return 0;
 }
 
+int32_t show_failures(int32_t /*argc*/, const char *const * /*argv*/) {
+    cmds_print_report(cmds_report_failures());
+    return 0;
+}
+
 int32_t write_memory(int32_t /*argc*/, const char *const * /*argv*/) {
     if (!config_save(cmds_store(), k_cmds_saved_config)) {
         cli_print("%% The configuration could not be saved: %s\n", std::strerror(errno));
@@ -110,7 +124,7 @@ constexpr cmds_word k_words[] = {
     {"running-config", "The configuration as it is now."},
     {"startup-config", "The configuration that was saved."},
     {"changes", "What the saved one has not, or has otherwise."},
-    {"failures", "Its lines that cannot be run."},
+    {"failures", "Its lines that failed at the start."},
     {"write", "Save the configuration."},
     {"memory", "For the next start of the switch."},
 };
@@ -121,7 +135,8 @@ constexpr cmds_form k_forms[] = {
     show(k_shown, "show running-config changes", "Show what has been changed since it was saved.")
         .by(show_changes),
     show(k_shown, "show startup-config", "Show the saved configuration.").by(show_startup),
-    show(k_shown, "show startup-config failures", "Show the saved lines that cannot be run."),
+    show(k_shown, "show startup-config failures", "Show the saved lines that failed at the start.")
+        .by(show_failures),
 };
 
 } // namespace

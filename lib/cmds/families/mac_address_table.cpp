@@ -1,8 +1,54 @@
 // The table of MAC addresses, by which frames find their ports.
 
+#include "lib/base/invariant.h"
+#include "lib/base/parse_number.h"
+#include "lib/base/take_piece.h"
 #include "lib/cmds/cmds_build.h"
+#include "lib/cmds/cmds_look.h"
+#include "lib/cmds/cmds_services.h"
 
 namespace {
+
+/// Adds the addresses that lines of these words enter: "MAC vlan ID", and perhaps " port PORTS".
+void add_addresses(const cmds_section &configured, std::string_view words, const char *kind,
+                   report_table *to) {
+    for (const std::string &line : cmds_look_up_all(configured, words)) {
+        std::string_view rest = line;
+        const std::string address(take_piece(rest));
+        take_piece(rest); // "vlan"
+        int64_t vlan = 0;
+        const bool is_number = parse_number(take_piece(rest), &vlan);
+        INVARIANT(is_number); // it is kept as one
+        take_piece(rest);     // "port"
+        std::vector<report_cell> row = {vlan, address};
+        if (kind != nullptr) {
+            row.emplace_back(kind);
+        }
+        row.emplace_back(std::string(rest));
+        to->rows.push_back(std::move(row));
+    }
+}
+
+int32_t show_static(int32_t /*argc*/, const char *const * /*argv*/) {
+    const cmds_section configured = cmds_global_section();
+    report shown;
+    report_table &table =
+        report_add_table(shown, "addresses", "Addresses as configured",
+                         {{"vlan", "VLAN"}, {"mac", "MAC address"}, {"kind", "Kind"}, {"port", "Port"}});
+    add_addresses(configured, "mac-address-table static mac", "static", &table);
+    add_addresses(configured, "mac-address-table refusal mac", "refused", &table);
+    cmds_print_report(shown);
+    return 0;
+}
+
+int32_t show_multicast(int32_t /*argc*/, const char *const * /*argv*/) {
+    report shown;
+    report_table &table = report_add_table(shown, "addresses", "Group addresses as configured",
+                                           {{"vlan", "VLAN"}, {"mac", "MAC address"}, {"ports", "Ports"}});
+    add_addresses(cmds_global_section(), "mac-address-table multicast mac", nullptr, &table);
+    cmds_print_report(shown);
+    return 0;
+}
 
 constexpr cmds_where k_ports_and_vlans = {k_ports.modes | k_vlans.modes, k_mask_config};
 
@@ -57,8 +103,11 @@ constexpr cmds_form k_forms[] = {
     undo(k_ports, "no mac-address-table limit", "Learn any number of addresses at the port."),
     show(k_shown, "show mac-address-table", "Show the aging time and all addresses with their ports."),
     show(k_shown, "show mac-address-table dynamic", "Show the addresses that were learned."),
-    show(k_shown, "show mac-address-table static", "Show the addresses that were entered, refused ones too."),
-    show(k_shown, "show mac-address-table multicast", "Show the group addresses with their ports."),
+    show(k_shown, "show mac-address-table static", "Show the addresses that were entered, refused ones too.")
+        .by(show_static),
+    show(k_shown, "show mac-address-table multicast",
+         "Show the group addresses that were entered, with their ports.")
+        .by(show_multicast),
     show(k_shown, "show mac-address-table mac MACADDR", "Show where this address is, in all VLANs."),
     show(k_shown, "show mac-address-table port PORTLISTS", "Show the addresses at these ports."),
     show(k_shown, "show mac-address-table vlan VLANID", "Show the addresses of this VLAN."),

@@ -1,8 +1,123 @@
 // Who may log in.
 
+#include "lib/base/take_piece.h"
 #include "lib/cmds/cmds_build.h"
+#include "lib/cmds/cmds_look.h"
+#include "lib/cmds/cmds_password.h"
+#include "lib/cmds/cmds_services.h"
 
 namespace {
+
+// Numbers of forms.
+constexpr size_t k_typed = 0;
+constexpr size_t k_encrypted = 1;
+
+constexpr int64_t k_shortest_at_first = 8;
+constexpr std::string_view k_administrator = "administrator";
+
+const cmds_row &row_of(size_t form) { return cmds_running_row().family->rows[form]; }
+
+struct account {
+    std::string name;
+    std::string level;
+};
+
+std::vector<account> all_accounts() {
+    std::vector<account> accounts;
+    for (const std::string &line : cmds_look_up_all(cmds_global_section(), "user account")) {
+        std::string_view rest = line;
+        const std::string name(take_piece(rest));
+        take_piece(rest); // "level"
+        accounts.push_back({name, std::string(take_piece(rest))});
+    }
+    return accounts;
+}
+
+/// Whether nobody could administer the switch any more without this account.
+bool is_last_administrator(const std::string &name) {
+    size_t administrators = 0;
+    bool is_one = false;
+    for (const account &one : all_accounts()) {
+        administrators += one.level == k_administrator ? 1 : 0;
+        is_one = is_one || (one.name == name && one.level == k_administrator);
+    }
+    return is_one && administrators == 1;
+}
+
+int64_t shortest_password() {
+    return cmds_look_up_number(cmds_global_section(), "user password-length", k_shortest_at_first);
+}
+
+int32_t keep_account(const std::string &name, const std::string &level, const std::string &hash) {
+    if (level != k_administrator && is_last_administrator(name)) {
+        return cmds_refuse("This is the last administrator's account");
+    }
+    const std::array<const char *, 5> arguments = {name.c_str(), "level", level.c_str(), "encrypted",
+                                                   hash.c_str()};
+    return cmds_change(row_of(k_encrypted), arguments.size(), arguments.data());
+}
+
+/// A password that is typed is kept as its hash. While another configuration is looked at, it stays as it is
+/// there: each hash is another one.
+int32_t make_account(int32_t argc, const char *const *argv) {
+    if (cmds_only_records()) {
+        return cmds_record(argc, argv);
+    }
+    cmds_kept kept;
+    if (const int32_t refused = cmds_keep_line(row_of(k_typed), argc, argv, &kept); refused != 0) {
+        return refused;
+    }
+    const std::string &password = kept.arguments.back();
+    if (static_cast<int64_t>(cmds_password_length(password)) < shortest_password()) {
+        return cmds_refuse("This password is too short; see user password-length");
+    }
+    const std::string hash = cmds_hash_password(password);
+    return hash.empty() ? cmds_refuse("Passwords cannot be encrypted here")
+                        : keep_account(kept.arguments[0], kept.arguments[2], hash);
+}
+
+int32_t take_account(int32_t argc, const char *const *argv) {
+    cmds_kept kept;
+    if (const int32_t refused = cmds_keep_line(row_of(k_encrypted), argc, argv, &kept); refused != 0) {
+        return refused;
+    }
+    return cmds_is_password_hash(kept.arguments.back())
+               ? keep_account(kept.arguments[0], kept.arguments[2], kept.arguments.back())
+               : cmds_refuse("This is no hash of the form $5$SALT$HASH");
+}
+
+int32_t delete_account(int32_t argc, const char *const *argv) {
+    cmds_kept kept;
+    if (const int32_t refused = cmds_keep_line(cmds_running_row(), argc, argv, &kept); refused != 0) {
+        return refused;
+    }
+    const std::string &name = kept.arguments.front();
+    const cmds_row &account = row_of(k_typed);
+    if (config_find(cmds_store(), k_config_global, cmds_rank(account), name) == nullptr) {
+        return cmds_refuse("There is no such account");
+    }
+    if (is_last_administrator(name)) {
+        return cmds_refuse("This is the last administrator's account");
+    }
+    kept.key = name;
+    if (cmds_carry_out(false, account.command.words, kept, cmds_rank(account), {k_config_global}) ==
+        cmds_carried::refused) {
+        return k_cmds_failed;
+    }
+    config_unset(cmds_store(), k_config_global, cmds_rank(account), name);
+    return 0;
+}
+
+int32_t show_accounts(int32_t /*argc*/, const char *const * /*argv*/) {
+    report shown;
+    report_table &table =
+        report_add_table(shown, "accounts", "Accounts", {{"name", "Name"}, {"level", "Level"}});
+    for (const account &one : all_accounts()) {
+        table.rows.push_back({one.name, one.level});
+    }
+    cmds_print_report(shown);
+    return 0;
+}
 
 constexpr cmds_word k_words[] = {
     {"user", "Who may log in."},
@@ -30,11 +145,13 @@ constexpr cmds_form k_forms[] = {
     setting(k_config, "user account STRINGS level (administrator|user) password STRINGS",
             "Make an account, or change it.")
         .keyed(1)
-        .hides(3),
+        .hides(3)
+        .by(make_account),
     setting(k_config, "user account STRINGS level (administrator|user) encrypted STRINGS",
             "Make an account whose password is encrypted already, or change it.")
         .keyed(1)
-        .hides(3),
+        .hides(3)
+        .by(take_account),
     setting(k_config, "user password-length <8-64>", "Refuse shorter passwords from now on; 8 by default.")
         .at_first("8"),
     setting(k_config, "user lockout <3-10> minutes <1-60>", "Lock an account after failed logins.")
@@ -42,9 +159,13 @@ constexpr cmds_form k_forms[] = {
         .at_first("5 minutes 10"),
     setting(k_config, "user lockout never", "Lock no account.").one_of("user lockout"),
     action(k_actions, "user password", "Change your own password, which is asked for."),
-    action(k_config, "delete user STRINGS", "Delete this account, unless it is the last administrator's."),
-    show(k_shown, "show user account", "Show the accounts, their levels and who is locked."),
+    action(k_config, "delete user STRINGS", "Delete this account, unless it is the last administrator's.")
+        .by(delete_account),
+    show(k_shown, "show user account", "Show the accounts and their levels.").by(show_accounts),
 };
+
+static_assert(k_forms[k_typed].line.ends_with("password STRINGS"));
+static_assert(k_forms[k_encrypted].line.ends_with("encrypted STRINGS"));
 
 } // namespace
 

@@ -1,6 +1,7 @@
 // VLANs: their ports, and what ports do with the frames of VLANs.
 
 #include "lib/cmds/cmds_build.h"
+#include "lib/cmds/cmds_vlans.h"
 
 namespace {
 
@@ -57,10 +58,13 @@ constexpr cmds_form k_forms[] = {
     undo(k_ports, "no vlan pvid", "Put untagged frames into VLAN 1 again."),
     undo(k_ports, "no vlan forbidden vlan-list", "Let the port register for any VLAN again."),
     undo(k_ports, "no vlan ingress-filter", "Take frames of VLANs that the port is no member of."),
-    show(k_shown, "show vlan", "Show all VLANs with their names and ports."),
-    show(k_shown, "show vlan <1-4094>", "Show all of one VLAN."),
-    show(k_shown, "show vlan range VLANLISTS", "Show these VLANs with their names and ports."),
-    show(k_shown, "show vlan ports", "Show each port's own VLAN, its memberships and which frames it takes."),
+    show(k_shown, "show vlan", "Show the configured VLANs with their names and ports.").by(cmds_show_vlans),
+    show(k_shown, "show vlan <1-4094>", "Show how one VLAN is configured.").by(cmds_show_vlan),
+    show(k_shown, "show vlan range VLANLISTS", "Show these VLANs with their names and ports.")
+        .by(cmds_show_vlan_range),
+    show(k_shown, "show vlan ports",
+         "Show each port's configured VLAN, its memberships and which frames it takes.")
+        .by(cmds_show_vlan_ports),
     show(k_shown, "show vlan counters", "Show the frames and octets of each VLAN."),
 };
 
