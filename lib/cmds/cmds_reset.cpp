@@ -81,3 +81,16 @@ size_t cmds_take_all_back() {
     }
     return stay.size();
 }
+
+bool cmds_take_away(config_context context) {
+    std::vector<kept_setting> settings;
+    config_walk(cmds_store(), add_setting, &settings);
+    bool all = true;
+    for (auto setting = settings.rbegin(); setting != settings.rend(); ++setting) {
+        all = (setting->context != context || take_back(*setting)) && all;
+    }
+    if (all) {
+        config_leave_out(cmds_store(), context);
+    }
+    return all;
+}

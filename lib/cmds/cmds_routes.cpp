@@ -40,11 +40,11 @@ bool does(const service &to, cmds_kind kind) {
 }
 
 route_line line_of(const cmds_family &family, const cmds_row &row) {
-    if (row.form->run != nullptr) {
-        return {family.name, "the shell", carried::out};
-    }
     const carried otherwise = row.form->kind == cmds_kind::setting ? carried::only_kept : carried::nowhere;
     const service_route *const route = route_of(row);
+    if (row.form->kind == cmds_kind::move || (route == nullptr && row.form->run != nullptr)) {
+        return {family.name, "the shell", carried::out};
+    }
     if (route == nullptr) {
         return {family.name, "", otherwise};
     }

@@ -233,7 +233,8 @@ bool config_leave_out(config_store &store, config_context number) {
     return true;
 }
 
-void config_leave_out_below(config_store &store, uint32_t rank, std::string_view key) {
+std::vector<config_context> config_contexts_below(const config_store &store, uint32_t rank,
+                                                  std::string_view key) {
     const std::string words = std::string(key) + ' ';
     std::vector<config_context> below;
     for (const auto &one : store.contexts) {
@@ -241,9 +242,7 @@ void config_leave_out_below(config_store &store, uint32_t rank, std::string_view
             below.push_back(one->number);
         }
     }
-    for (const config_context number : below) {
-        config_leave_out(store, number);
-    }
+    return below;
 }
 
 bool config_set(config_store &store, config_context number, const config_setting &setting) {

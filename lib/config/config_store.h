@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // A configuration: settings, each in a context, in the one order in which they are shown and saved. It knows
 // nothing of commands but their rank: the place of a command among all, by which settings are ordered. The
@@ -60,8 +61,9 @@ struct config_place {
 /// Takes a context with its settings away. Returns false when there is none, and for the global one.
 bool config_leave_out(config_store &store, config_context number);
 
-/// Takes the contexts of a rank away whose keys begin with the words of `key` and have more.
-void config_leave_out_below(config_store &store, uint32_t rank, std::string_view key);
+/// The contexts of a rank whose keys begin with the words of `key` and have more.
+[[nodiscard]] std::vector<config_context> config_contexts_below(const config_store &store, uint32_t rank,
+                                                                std::string_view key);
 
 /// Puts a setting into a context, in the place of the one there was. Returns false when there is no such
 /// context or no room; then nothing has changed.

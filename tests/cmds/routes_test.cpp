@@ -41,7 +41,8 @@ TEST(CommandRoutes, TellWhatCarriesEachFamilyOut) {
     }
     std::vector<std::string> once = lines;
     std::sort(once.begin(), once.end());
-    EXPECT_EQ(std::adjacent_find(once.begin(), once.end()), once.end());
+    const auto twice = std::adjacent_find(once.begin(), once.end());
+    EXPECT_TRUE(twice == once.end()) << *twice;
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "lib/cli/csh_status.h"
 #include "lib/cmds/cmds_build.h"
 #include "lib/cmds/cmds_config.h"
+#include "lib/cmds/cmds_reset.h"
 #include "lib/cmds/cmds_session.h"
 #include "lib/cmds/cmds_values.h"
 
@@ -108,14 +109,18 @@ int32_t take_away(int32_t argc, const char *const *argv) {
     if (const int32_t refused = cmds_keep_line(row, argc, argv, &kept); refused != 0) {
         return refused;
     }
+    bool all = true;
     for (const cmds_mode &inner : k_cmds_modes) {
         if (inner.within == mode.id) {
-            config_leave_out_below(cmds_store(), cmds_rank(*cmds_entering_row(inner)), kept.value);
+            for (const config_context context :
+                 config_contexts_below(cmds_store(), cmds_rank(*cmds_entering_row(inner)), kept.value)) {
+                all = cmds_take_away(context) && all;
+            }
         }
     }
-    config_leave_out(cmds_store(),
-                     config_find_context(cmds_store(), cmds_rank(*cmds_entering_row(mode)), kept.value));
-    return 0;
+    const config_context context =
+        config_find_context(cmds_store(), cmds_rank(*cmds_entering_row(mode)), kept.value);
+    return all && cmds_take_away(context) ? 0 : k_cmds_failed;
 }
 
 // ---- the forms
