@@ -1,3 +1,4 @@
+#include "bench/shell_peer.h"
 #include "lib/cli/cli_help.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
@@ -10,26 +11,23 @@
 #include <array>
 #include <benchmark/benchmark.h>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <string>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
-// The shell with as many commands as a switch has: what the parser needs for a line and for a listing, and a
-// line on its whole way through sockets and output file, beside a bare datagram there and back.
+// The shell with as many commands as a switch has, made up: what the parser needs for a line and for a
+// listing, and a line on its whole way through sockets and output file, beside a bare datagram there and
+// back. The commands of the switch are in commands_bench.cpp.
 
 namespace {
 
 constexpr int32_t k_modes = 25;
-constexpr int32_t k_first_mode = 5;
+constexpr int32_t k_first_mode = 105; // apart from those of the switch
 constexpr int32_t k_commands_per_mode = 40;
 constexpr uint32_t k_mask = 0x4;
 
@@ -121,23 +119,6 @@ void list_help(benchmark::State &state) {
 
 // ---- through sockets
 
-sockaddr_un address_of(const char *path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
-    return address;
-}
-
-int bound_socket(const char *path) {
-    const int fd = ::socket(AF_UNIX, SOCK_DGRAM, 0);
-    const sockaddr_un address = address_of(path);
-    if (::bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        std::perror(path);
-        std::exit(1);
-    }
-    return fd;
-}
-
 [[noreturn]] void serve_echo(const char *path) {
     const int fd = bound_socket(path);
     for (;;) {
@@ -159,44 +140,6 @@ int bound_socket(const char *path) {
     s_prints = true;
     std::exit(csh_server_start(startup)); // it had no socket
 }
-
-/// A server in a process of its own, and a client's socket connected to it.
-class peer {
-public:
-    peer(void (*serve)(const char *path), const char *path) : m_pid(::fork()) {
-        if (m_pid == 0) {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            serve(path);
-        }
-        char own[64];
-        std::snprintf(own, sizeof own, k_csh_client_format, ::getpid());
-        ::unlink(own);
-        fd = bound_socket(own);
-        const sockaddr_un address = address_of(path);
-        while (::connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    }
-    ~peer() {
-        ::kill(m_pid, SIGKILL);
-        ::waitpid(m_pid, nullptr, 0);
-        ::close(fd);
-    }
-    peer(const peer &) = delete;
-    peer &operator=(const peer &) = delete;
-
-    void exchange(csh_message *message) const {
-        if (::send(fd, message, sizeof *message, 0) != sizeof *message ||
-            ::recv(fd, message, sizeof *message, 0) != sizeof *message) {
-            std::abort();
-        }
-    }
-
-    int fd;
-
-private:
-    pid_t m_pid;
-};
 
 /// Times each call, and reports the median.
 template<typename Operation> void measure_median(benchmark::State &state, Operation operation) {

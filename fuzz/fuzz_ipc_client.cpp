@@ -8,6 +8,7 @@
 #include "lib/ipc/internal/ipc_pending.h"
 #include "lib/ipc/internal/ipc_routes.h"
 #include "lib/ipc/internal/ipc_server.h"
+#include "lib/ipc/ipc_time.h"
 
 #include <algorithm>
 #include <array>
@@ -99,16 +100,33 @@ int note_end_of_pass(thread * /*task*/) {
     return 0;
 }
 
+bool is_readable(const wire &w) { return w.taken < w.to_server.size() || w.client_gone; }
+
+bool is_due(const thread_list &list) {
+    const timeval now = {static_cast<time_t>(s_seconds), 0};
+    return list.head != nullptr && timeval_compare(now, list.head->u.sands) >= 0;
+}
+
+/// Whether another pass would find something to do: looked up, since an empty pass takes as long as a full
+/// one.
+bool is_busy(const scheduler_master &m) {
+    bool readable = false;
+    for (size_t place = 0; place < s_wires.size(); place++) {
+        const int fd = k_first_fd + static_cast<int>(place);
+        readable = readable || (FD_ISSET(fd, &m.readfd) && is_readable(s_wires[place]));
+    }
+    return readable || m.write.head != nullptr || m.event.head != nullptr || m.ready.head != nullptr ||
+           is_due(m.timer) || is_due(m.background);
+}
+
 /// Runs the server until nothing is left to do at this time.
 void settle() {
-    for (bool busy = true; busy;) {
-        busy = false;
+    while (is_busy(*s_server.master)) {
         s_pass_ended = false;
         require(thread_add_background(s_server.master, note_end_of_pass, nullptr, 0) != nullptr);
         while (!s_pass_ended) {
             thread task;
             require(thread_fetch_next(s_server.master, &task) != nullptr);
-            busy = busy || task.func != note_end_of_pass;
             thread_invoke(&task);
         }
     }
@@ -215,7 +233,7 @@ int __wrap_select(int /*count*/, fd_set *read, fd_set *write, fd_set * /*except*
     for (size_t place = 0; place < s_wires.size(); place++) {
         const int fd = k_first_fd + static_cast<int>(place);
         const wire &w = s_wires[place];
-        if (FD_ISSET(fd, read) && w.taken == w.to_server.size() && !w.client_gone) {
+        if (FD_ISSET(fd, read) && !is_readable(w)) {
             FD_CLR(fd, read);
         }
         ready += FD_ISSET(fd, read) ? 1 : 0;

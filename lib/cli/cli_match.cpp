@@ -204,6 +204,15 @@ bool within(int64_t value, const cli_pattern_word &range) {
     return value >= range.low && value <= range.high;
 }
 
+/// Most words of a line's commands differ in their first characters: no length is needed for that.
+bool begins_with(const char *text, const char *input) {
+    while (*input != '\0' && *input == *text) {
+        input++;
+        text++;
+    }
+    return *input == '\0';
+}
+
 bool equals_input(const char *choice, size_t length, void *input) {
     const auto *const text = static_cast<const char *>(input);
     return std::strlen(text) == length && std::memcmp(text, choice, length) == 0;
@@ -258,7 +267,7 @@ bool cli_prefix_match(const char *input, const cli_pattern_word &pattern) {
     case cli_word_kind::keyword:
         break;
     }
-    return std::strncmp(input, pattern.text, std::strlen(input)) == 0;
+    return begins_with(pattern.text, input);
 }
 
 bool cli_exact_match(const char *input, const cli_pattern_word &pattern) {

@@ -36,12 +36,14 @@ cli_known_word *know_word(const char *text) {
             return word;
         }
     }
-    auto *const word = new (std::nothrow) cli_known_word{};
+    const size_t size = std::strlen(text) + 1;
+    auto *const word = static_cast<cli_known_word *>(std::malloc(sizeof(cli_known_word) + size));
     if (word == nullptr) {
         return nullptr;
     }
-    std::snprintf(word->text, sizeof word->text, "%s", text);
+    std::memcpy(word->text, text, size);
     word->pattern = cli_classify(word->text);
+    word->listed = 0;
     word->next = bucket;
     bucket = word;
     return word;
@@ -98,7 +100,7 @@ bool split(cli_words *words, const char *pattern) {
                        [](const char *word) { return std::strlen(word) <= k_cli_pattern_word_max; });
 }
 
-cli_entry *make_entry(const cli_command *command) {
+cli_entry *new_entry(const cli_command *command) {
     char pattern[2 * k_cli_line_size];
     const int length = std::snprintf(pattern, sizeof pattern, "%s %s", command->words,
                                      command->pattern != nullptr ? command->pattern : "");
@@ -127,9 +129,31 @@ cli_entry *make_entry(const cli_command *command) {
     return entry;
 }
 
-bool is_duplicate(const cli_command &a, const cli_command &b) {
-    return std::strcmp(a.words, b.words) == 0 && a.pattern != nullptr && b.pattern != nullptr &&
-           std::strcmp(a.pattern, b.pattern) == 0;
+/// The entry of a command, which modes share that it is installed in one after the other; null when it cannot
+/// be made.
+cli_entry *make_entry(const cli_command *command) {
+    static cli_entry *s_last = nullptr;
+    if (s_last == nullptr || s_last->command != command) {
+        s_last = new_entry(command);
+    }
+    return s_last;
+}
+
+/// The entries of a node that have these words.
+std::span<cli_entry *> find_entries(const cli_node &node, const char *words) {
+    cli_entry **const end = node.entries + node.count;
+    cli_entry **const first =
+        std::lower_bound(node.entries, end, words, [](const cli_entry *entry, const char *wanted) {
+            return std::strcmp(entry->command->words, wanted) < 0;
+        });
+    cli_entry **const last = std::find_if_not(
+        first, end, [=](const cli_entry *entry) { return std::strcmp(entry->command->words, words) == 0; });
+    return {first, last};
+}
+
+bool has_pattern(const cli_entry *entry, const char *pattern) {
+    return entry->command->pattern != nullptr && pattern != nullptr &&
+           std::strcmp(entry->command->pattern, pattern) == 0;
 }
 
 /// The child with this word in an ascending list, put there when it is missing; null when memory is out.
@@ -175,11 +199,15 @@ void print_subtree(const cli_tree_node *first, int32_t depth) {
 
 int32_t cli_install(int32_t mode_id, const cli_command *command) {
     cli_node *const node = find_or_make_node(mode_id);
-    if (node == nullptr ||
-        std::any_of(node->entries, node->entries + node->count,
-                    [=](const cli_entry *entry) { return is_duplicate(*entry->command, *command); })) {
+    if (node == nullptr) {
         return -1;
     }
+    const auto same = find_entries(*node, command->words);
+    if (std::any_of(same.begin(), same.end(),
+                    [=](const cli_entry *entry) { return has_pattern(entry, command->pattern); })) {
+        return -1;
+    }
+    const auto place = same.data() + same.size() - node->entries;
     if (!grow(node->entries, node->count, node->room)) {
         return -1;
     }
@@ -188,11 +216,8 @@ int32_t cli_install(int32_t mode_id, const cli_command *command) {
         return -1;
     }
     cli_entry **const end = node->entries + node->count;
-    cli_entry **const place = std::find_if(node->entries, end, [=](const cli_entry *other) {
-        return std::strcmp(other->command->words, command->words) > 0;
-    });
-    std::copy_backward(place, end, end + 1);
-    *place = entry;
+    std::copy_backward(node->entries + place, end, end + 1);
+    node->entries[place] = entry;
     node->count++;
     add_to_tree(node, *entry);
     return 0;

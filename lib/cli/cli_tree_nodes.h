@@ -13,7 +13,7 @@ struct cli_known_word {
     cli_known_word *next;
     cli_pattern_word pattern;
     uint32_t listed; // number of the last listing that printed it
-    char text[k_cli_pattern_word_max + 1];
+    char text[];     // at most k_cli_pattern_word_max characters and a NUL
 };
 
 /// A command as installed, its words split.

@@ -34,7 +34,7 @@ config_store &running() {
 }
 
 bool is_keyword(std::string_view pattern) {
-    return cli_classify(std::string(pattern).c_str()).kind == cli_word_kind::keyword;
+    return pattern.front() != '<' && pattern.front() != '(' && !cli_is_type(pattern);
 }
 
 void append_word(std::string *text, std::string_view word) {

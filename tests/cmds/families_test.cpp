@@ -3,7 +3,6 @@
 
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_help.h"
-#include "lib/cli/cli_match.h"
 #include "lib/cli/cli_output.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/screen_length.h"
@@ -11,15 +10,14 @@
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_session.h"
 #include "lib/config/config_file.h"
+#include "tests/support/command_lines.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <iterator>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <unistd.h>
 
 namespace {
@@ -50,113 +48,6 @@ int32_t __wrap__Z8cmds_runiPKPKc(int32_t argc, const char *const *argv) {
 }
 
 namespace {
-
-// ---- words for patterns
-
-struct sample {
-    const char *good;
-    const char *bad; // null: anything is taken
-};
-
-sample sample_of_type(const std::string &type) {
-    static const std::map<std::string, sample> s_samples = {
-        {"VLANID", {"7", "4095"}},
-        {"DATE", {"2027/01/31", "2027/2/30"}},
-        {"GROUP_ID", {"3", "x"}},
-        {"HEX_VALUE", {"1f", "xyz"}},
-        {"IPADDR", {"192.168.1.1", "999.1.1.1"}},
-        {"IPADDR_MASK", {"10.0.0.0/8", "10.0.0.0/33"}},
-        {"IPV6ADDR", {"fe80:0:0:0:0:0:0:1", "fe80::1"}},
-        {"MACADDR", {"00:11:22:33:44:55", "0:11:22:33:44:55"}},
-        {"PORT_ID", {"3", "13"}},
-        {"PORTLISTS", {"1-3,5", "1,13"}},
-        {"VALUE", {"30", "x"}},
-        {"VLANLISTS", {"1,10-19", "1,4095"}},
-        {"OID", {"1.3.6.1", "1..3"}},
-        {"PRIORITY", {"3", "x"}},
-        {"QUEUE_ID", {"3", "x"}},
-        {"RATE_LIMIT", {"64", "x"}},
-        {"TIME", {"12:30:00", "25:00:00"}},
-        {"SFTP_HOST", {"user@10.0.0.1/file", "user"}},
-        {"SCP_HOST", {"user@10.0.0.1/file", "user"}},
-    };
-    const auto found = s_samples.find(type);
-    return found != s_samples.end() ? found->second : sample{"text", "bell\a"};
-}
-
-std::vector<std::string> words_of(std::string_view line) {
-    std::istringstream in{std::string(line)};
-    return {std::istream_iterator<std::string>(in), {}};
-}
-
-std::string joined(const std::vector<std::string> &words) {
-    std::string line;
-    for (const std::string &word : words) {
-        line += (line.empty() ? "" : " ") + word;
-    }
-    return line;
-}
-
-/// Another word that fits is the other end of a range or of the choices.
-std::string good_word(const std::string &pattern, bool other = false) {
-    if (pattern.front() == '<') {
-        const cli_pattern_word range = cli_classify(pattern.c_str());
-        return std::to_string(other ? range.high : range.low);
-    }
-    if (pattern.front() == '(') {
-        const size_t begin = other ? pattern.find_last_of("(|") : 0;
-        return pattern.substr(begin + 1, pattern.find_first_of("|)", begin + 1) - begin - 1);
-    }
-    return cli_is_type(pattern) ? sample_of_type(pattern).good : pattern;
-}
-
-std::string bad_word(const std::string &pattern) {
-    if (pattern.front() == '<') {
-        return std::to_string(cli_classify(pattern.c_str()).high + 1);
-    }
-    return cli_is_type(pattern) ? sample_of_type(pattern).bad : "nothing-like-that";
-}
-
-std::vector<std::string> good_words(std::string_view line) {
-    std::vector<std::string> words = words_of(line);
-    for (size_t i = 0; i < words.size(); i++) {
-        const bool is_hash = i > 0 && words[i - 1] == "encrypted" && cli_is_type(words[i]);
-        words[i] = is_hash ? "$5$salt$" + std::string(43, 'x') : good_word(words[i]);
-    }
-    return words;
-}
-
-std::string good_line(std::string_view line) { return joined(good_words(line)); }
-
-/// A line that changes the setting: its last word is another one where the first choice holds anyway.
-std::string changing_line(const cmds_form &form) {
-    std::vector<std::string> words = good_words(form.line);
-    if (form.initial != nullptr && joined(words).ends_with(std::string(" ") + form.initial)) {
-        words.back() = good_word(words_of(form.line).back(), true);
-    }
-    return joined(words);
-}
-
-// ---- the rows, and the modes they stand in
-
-struct placed_row {
-    const cmds_row *row;
-    const cmds_mode *mode;
-};
-
-std::vector<placed_row> all_rows() {
-    std::vector<placed_row> rows;
-    for (const cmds_family *family : cmds_families()) {
-        for (const cmds_row &row : std::span(family->rows, family->count)) {
-            for (const cmds_mode &mode : k_cmds_modes) {
-                if ((row.form->where.modes & cmds_mode_bit(mode.id)) != 0) {
-                    rows.push_back({&row, &mode});
-                }
-            }
-        }
-    }
-    return rows;
-}
 
 std::string name_of(const placed_row &placed) {
     return std::string(placed.mode->name) + ": " + std::string(placed.row->form->line);
