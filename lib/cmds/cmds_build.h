@@ -15,8 +15,9 @@
 // What could not be installed or explained is refused: the compiler names the form by its number, from 0, and
 // the fault. Written for few steps of evaluation, which compilers limit.
 
-/// How many forms of a family there are, by what stands first: settings and actions, "no", "show".
+/// How many forms of a family there are for a mask, by what stands first: settings and actions, "no", "show".
 struct cmds_counts {
+    uint32_t mask;
     size_t others;
     size_t undo;
     size_t show;
@@ -315,28 +316,45 @@ make_rows(const Forms &forms, const std::array<line_words, count> &lines,
     return rows;
 }
 
-template<typename Forms> constexpr cmds_counts count_forms(const Forms &forms) {
-    cmds_counts counts = {};
+template<typename Forms> constexpr cmds_counts count_forms(const Forms &forms, uint32_t mask) {
+    cmds_counts counts = {mask, 0, 0, 0};
     for (const cmds_form &form : forms) {
-        (form.kind == cmds_kind::undo   ? counts.undo
-         : form.kind == cmds_kind::show ? counts.show
-                                        : counts.others)++;
+        if (form.where.mask == mask) {
+            (form.kind == cmds_kind::undo   ? counts.undo
+             : form.kind == cmds_kind::show ? counts.show
+                                            : counts.others)++;
+        }
     }
     return counts;
+}
+
+/// Whether there are as many forms as were counted, and no others.
+template<typename Forms, typename Counts>
+constexpr bool are_counted(const Forms &forms, const Counts &counted) {
+    size_t sum = 0;
+    for (const cmds_counts &counts : counted) {
+        sum += counts.others + counts.undo + counts.show;
+        if (count_forms(forms, counts.mask) != counts) {
+            return false;
+        }
+    }
+    return sum == std::size(forms);
 }
 
 } // namespace cmds_build
 
 /// Ends the source of a family: `id` names it in the list of families, `leading` is its leading keyword, and
-/// the numbers are those of cmds_counts.
-#define CMDS_FAMILY(id, leading, others, undo, show)                                                         \
+/// what follows are its cmds_counts, a mask each.
+#define CMDS_FAMILY(id, leading, ...)                                                                        \
     extern const cmds_family cmds_family_##id;                                                               \
     namespace {                                                                                              \
     constexpr auto k_lines = cmds_build::split_all<std::size(k_forms)>(k_forms);                             \
     constexpr auto k_help = cmds_build::find_help(k_lines, k_words);                                         \
     constexpr cmds_build::finding k_finding = cmds_build::first_fault(k_forms, k_lines, k_help);             \
     static_assert(cmds_build::form_is_good<k_finding.form, k_finding.what>::value);                          \
-    static_assert(cmds_build::count_forms(k_forms) == cmds_counts{others, undo, show});                      \
+    constexpr cmds_counts k_counted[] = {__VA_ARGS__};                                                       \
+    static_assert(cmds_build::are_counted(k_forms, k_counted),                                               \
+                  "the commands are not as many as was counted");                                            \
     constexpr auto k_pool = cmds_build::make_pool<cmds_build::pool_size(k_forms)>(k_forms, k_lines);         \
     constexpr auto k_rows =                                                                                  \
         cmds_build::make_rows(k_forms, k_lines, k_help, k_pool.text.data(), &cmds_family_##id);              \

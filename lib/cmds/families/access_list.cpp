@@ -82,4 +82,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(access_list, "access-list", 18, 5, 2);
+CMDS_FAMILY(access_list, "access-list", {k_mask_config, 18, 5, 2});

@@ -76,4 +76,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(archive, "archive", 32, 0, 0);
+CMDS_FAMILY(archive, "archive", {k_mask_config, 32, 0, 0});

@@ -31,4 +31,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(arp_inspection, "arp-inspection", 5, 3, 2);
+CMDS_FAMILY(arp_inspection, "arp-inspection", {k_mask_config, 5, 3, 2});

@@ -35,4 +35,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(auto_provision, "auto-provision", 5, 3, 1);
+CMDS_FAMILY(auto_provision, "auto-provision", {k_mask_config, 5, 3, 1});

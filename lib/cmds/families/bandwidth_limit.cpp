@@ -22,4 +22,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(bandwidth_limit, "bandwidth-limit", 2, 2, 0);
+CMDS_FAMILY(bandwidth_limit, "bandwidth-limit", {k_mask_config, 2, 2, 0});

@@ -19,4 +19,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(cable_test, "cable-test", 1, 0, 1);
+CMDS_FAMILY(cable_test, "cable-test", {k_mask_config, 1, 0, 1});

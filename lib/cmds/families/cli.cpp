@@ -49,4 +49,4 @@ int32_t cmds_auto_logout_minutes() {
     return parse_number(value, &minutes) ? minutes : 0;
 }
 
-CMDS_FAMILY(cli, "cli", 2, 1, 1);
+CMDS_FAMILY(cli, "cli", {k_mask_config, 2, 1, 1});

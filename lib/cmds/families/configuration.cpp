@@ -141,4 +141,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(configuration, "write", 1, 0, 4);
+CMDS_FAMILY(configuration, "write", {k_mask_config, 1, 0, 4});

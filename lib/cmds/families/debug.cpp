@@ -49,4 +49,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(debug, "debug", 8, 0, 2);
+CMDS_FAMILY(debug, "debug", {k_mask_engineering, 8, 0, 2});

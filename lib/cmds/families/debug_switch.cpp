@@ -73,4 +73,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(debug_switch, "debug-switch", 19, 0, 2);
+CMDS_FAMILY(debug_switch, "debug-switch", {k_mask_engineering, 19, 0, 2});

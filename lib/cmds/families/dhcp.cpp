@@ -32,4 +32,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(dhcp, "dhcp", 3, 1, 1);
+CMDS_FAMILY(dhcp, "dhcp", {k_mask_config, 3, 1, 1});

@@ -33,4 +33,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(dhcp_options, "dhcp-options", 4, 2, 1);
+CMDS_FAMILY(dhcp_options, "dhcp-options", {k_mask_config, 4, 2, 1});

@@ -52,4 +52,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(dhcp_snooping, "dhcp-snooping", 8, 5, 2);
+CMDS_FAMILY(dhcp_snooping, "dhcp-snooping", {k_mask_config, 8, 5, 2});

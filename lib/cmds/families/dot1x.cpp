@@ -146,4 +146,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(dot1x, "dot1x", 28, 11, 6);
+CMDS_FAMILY(dot1x, "dot1x", {k_mask_config, 28, 11, 6});

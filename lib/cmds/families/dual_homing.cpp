@@ -39,4 +39,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(dual_homing, "dual-homing", 5, 2, 2);
+CMDS_FAMILY(dual_homing, "dual-homing", {k_mask_config, 5, 2, 2});

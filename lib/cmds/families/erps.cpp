@@ -77,4 +77,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(erps, "erps", 15, 5, 3);
+CMDS_FAMILY(erps, "erps", {k_mask_config, 15, 5, 3});

@@ -29,4 +29,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(factory_firmware, "factory-firmware", 4, 0, 1);
+CMDS_FAMILY(factory_firmware, "factory-firmware", {k_mask_engineering, 4, 0, 1});

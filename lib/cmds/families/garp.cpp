@@ -62,4 +62,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(garp, "garp", 10, 4, 4);
+CMDS_FAMILY(garp, "garp", {k_mask_config, 10, 4, 4});

@@ -32,4 +32,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(hardware_monitor, "hardware-monitor", 4, 0, 1);
+CMDS_FAMILY(hardware_monitor, "hardware-monitor", {k_mask_config, 4, 0, 1});

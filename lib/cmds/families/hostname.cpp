@@ -40,4 +40,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(hostname, "hostname", 1, 1, 0);
+CMDS_FAMILY(hostname, "hostname", {k_mask_config, 1, 1, 0});

@@ -101,4 +101,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(igmp_snooping, "igmp-snooping", 18, 8, 6);
+CMDS_FAMILY(igmp_snooping, "igmp-snooping", {k_mask_config, 18, 8, 6});

@@ -79,4 +79,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(ip, "ip", 14, 6, 4);
+CMDS_FAMILY(ip, "ip", {k_mask_config, 14, 6, 4});

@@ -64,4 +64,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(link_aggregation, "link-aggregation", 9, 5, 4);
+CMDS_FAMILY(link_aggregation, "link-aggregation", {k_mask_config, 9, 5, 4});

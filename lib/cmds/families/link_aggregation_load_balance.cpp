@@ -60,4 +60,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(link_aggregation_load_balance, "link-aggregation", 8, 2, 2);
+CMDS_FAMILY(link_aggregation_load_balance, "link-aggregation", {k_mask_config_further, 8, 2, 2});

@@ -54,4 +54,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(lldp, "lldp", 8, 4, 3);
+CMDS_FAMILY(lldp, "lldp", {k_mask_config, 8, 4, 3});

@@ -47,4 +47,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(loop_detection, "loop-detection", 8, 4, 2);
+CMDS_FAMILY(loop_detection, "loop-detection", {k_mask_config, 8, 4, 2});

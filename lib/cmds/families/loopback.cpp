@@ -19,4 +19,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(loopback, "loopback", 1, 0, 1);
+CMDS_FAMILY(loopback, "loopback", {k_mask_config, 1, 0, 1});

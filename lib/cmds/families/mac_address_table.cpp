@@ -115,4 +115,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(mac_address_table, "mac-address-table", 10, 5, 7);
+CMDS_FAMILY(mac_address_table, "mac-address-table", {k_mask_config, 10, 5, 7});

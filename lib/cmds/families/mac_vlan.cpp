@@ -28,4 +28,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(mac_vlan, "mac-vlan", 3, 2, 1);
+CMDS_FAMILY(mac_vlan, "mac-vlan", {k_mask_config, 3, 2, 1});

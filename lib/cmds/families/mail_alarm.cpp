@@ -53,4 +53,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(mail_alarm, "mail-alarm", 7, 4, 1);
+CMDS_FAMILY(mail_alarm, "mail-alarm", {k_mask_config, 7, 4, 1});

@@ -41,4 +41,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(management, "management", 6, 2, 1);
+CMDS_FAMILY(management, "management", {k_mask_config, 6, 2, 1});

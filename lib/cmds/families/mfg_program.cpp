@@ -31,4 +31,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(mfg_program, "mfg-program", 5, 0, 1);
+CMDS_FAMILY(mfg_program, "mfg-program", {k_mask_engineering, 5, 0, 1});

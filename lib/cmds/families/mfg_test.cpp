@@ -75,4 +75,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(mfg_test, "mfg-test", 19, 0, 2);
+CMDS_FAMILY(mfg_test, "mfg-test", {k_mask_engineering, 19, 0, 2});

@@ -28,4 +28,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(mirror, "mirror", 4, 3, 1);
+CMDS_FAMILY(mirror, "mirror", {k_mask_config, 4, 3, 1});

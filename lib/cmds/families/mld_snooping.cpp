@@ -161,4 +161,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(mld_snooping, "mld-snooping", 28, 14, 10);
+CMDS_FAMILY(mld_snooping, "mld-snooping", {k_mask_config_further, 28, 14, 10});

@@ -141,18 +141,21 @@ constexpr cmds_where left_as(const cmds_mode &wanted) {
     return {modes, k_mask_config};
 }
 
-constexpr cmds_counts count_all() {
-    cmds_counts counts = {2, 0, 0};
+constexpr cmds_counts k_of_users = {k_mask_user, 1, 0, 0}; // the way out of the session
+
+constexpr cmds_counts count_administrators() {
+    cmds_counts counts = {k_mask_config, 1, 0, 0};
     for (const cmds_mode &mode : k_cmds_modes) {
         counts.others += (mode.line != nullptr ? 1 : 0) + (has_own_way_out(mode) ? 2 : 0);
         counts.undo += mode.away != nullptr ? 1 : 0;
     }
     return counts;
 }
-constexpr cmds_counts k_counts = count_all();
+constexpr cmds_counts k_of_administrators = count_administrators();
+constexpr size_t k_count = k_of_users.others + k_of_administrators.others + k_of_administrators.undo;
 
-constexpr std::array<cmds_form, k_counts.others + k_counts.undo> make_forms() {
-    std::array<cmds_form, k_counts.others + k_counts.undo> forms = {
+constexpr std::array<cmds_form, k_count> make_forms() {
+    std::array<cmds_form, k_count> forms = {
         move(k_exec, "configure terminal", "Enter the configuration.").by(enter_configuration),
         move(k_exec_of_users, "exit", "End the session.").by(end_session)};
     size_t count = 2;
@@ -218,4 +221,4 @@ constexpr cmds_word k_words[] = {
 
 } // namespace
 
-CMDS_FAMILY(moves, "configure", k_counts.others, k_counts.undo, k_counts.show);
+CMDS_FAMILY(moves, "configure", k_of_users, k_of_administrators);

@@ -54,4 +54,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(mvr, "mvr", 9, 4, 3);
+CMDS_FAMILY(mvr, "mvr", {k_mask_config, 9, 4, 3});

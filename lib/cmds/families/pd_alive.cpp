@@ -42,4 +42,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(pd_alive, "pd-alive", 7, 1, 1);
+CMDS_FAMILY(pd_alive, "pd-alive", {k_mask_config, 7, 1, 1});

@@ -28,4 +28,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(ping, "ping", 7, 0, 0);
+CMDS_FAMILY(ping, "ping", {k_mask_user, 7, 0, 0});

@@ -51,4 +51,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(poe, "poe", 8, 4, 2);
+CMDS_FAMILY(poe, "poe", {k_mask_config, 8, 4, 2});

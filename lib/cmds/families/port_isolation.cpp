@@ -18,4 +18,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(port_isolation, "port-isolation", 1, 1, 1);
+CMDS_FAMILY(port_isolation, "port-isolation", {k_mask_config, 1, 1, 1});

@@ -43,4 +43,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(protocol_debug, "dbg-stp", 8, 4, 1);
+CMDS_FAMILY(protocol_debug, "dbg-stp", {k_mask_debug, 8, 4, 1});

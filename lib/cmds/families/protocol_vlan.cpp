@@ -40,4 +40,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(protocol_vlan, "protocol-vlan", 4, 2, 1);
+CMDS_FAMILY(protocol_vlan, "protocol-vlan", {k_mask_config, 4, 2, 1});

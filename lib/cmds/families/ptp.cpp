@@ -96,4 +96,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(ptp, "ptp", 17, 4, 3);
+CMDS_FAMILY(ptp, "ptp", {k_mask_config, 17, 4, 3});

@@ -68,4 +68,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(qos, "qos", 11, 5, 4);
+CMDS_FAMILY(qos, "qos", {k_mask_config, 11, 5, 4});

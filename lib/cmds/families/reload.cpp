@@ -75,4 +75,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(reload, "reload", 6, 0, 0);
+CMDS_FAMILY(reload, "reload", {k_mask_config, 6, 0, 0});

@@ -84,4 +84,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(servers, "http", 9, 8, 1);
+CMDS_FAMILY(servers, "http", {k_mask_config, 9, 8, 1});

@@ -43,4 +43,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(set, "set", 2, 0, 0);
+CMDS_FAMILY(set, "set", {k_mask_user, 1, 0, 0}, {k_mask_config, 1, 0, 0});

@@ -25,4 +25,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(sfp, "sfp", 2, 1, 1);
+CMDS_FAMILY(sfp, "sfp", {k_mask_config, 2, 1, 1});

@@ -28,4 +28,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(show_ports, "show", 0, 0, 8);
+CMDS_FAMILY(show_ports, "show", {k_mask_config, 0, 0, 8});

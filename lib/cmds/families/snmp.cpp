@@ -129,4 +129,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(snmp, "snmp", 18, 9, 3);
+CMDS_FAMILY(snmp, "snmp", {k_mask_config, 18, 9, 3});

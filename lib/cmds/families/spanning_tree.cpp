@@ -203,4 +203,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(spanning_tree, "spanning-tree", 37, 13, 10);
+CMDS_FAMILY(spanning_tree, "spanning-tree", {k_mask_config, 37, 13, 10});

@@ -31,4 +31,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(storm_control, "storm-control", 4, 1, 1);
+CMDS_FAMILY(storm_control, "storm-control", {k_mask_config, 4, 1, 1});

@@ -68,4 +68,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(switch_register, "switch-register", 17, 0, 0);
+CMDS_FAMILY(switch_register, "switch-register", {k_mask_engineering, 17, 0, 0});

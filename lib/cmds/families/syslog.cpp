@@ -50,4 +50,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(syslog, "syslog", 8, 3, 1);
+CMDS_FAMILY(syslog, "syslog", {k_mask_config, 8, 3, 1});

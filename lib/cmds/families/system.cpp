@@ -138,4 +138,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(system, "show", 0, 0, 9);
+CMDS_FAMILY(system, "show", {k_mask_user, 0, 0, 8}, {k_mask_config, 0, 0, 1});

@@ -133,4 +133,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(tacacs_plus, "tacacs-plus", 26, 13, 1);
+CMDS_FAMILY(tacacs_plus, "tacacs-plus", {k_mask_config, 26, 13, 1});

@@ -30,4 +30,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(tarn_ring, "tarn-ring", 3, 1, 1);
+CMDS_FAMILY(tarn_ring, "tarn-ring", {k_mask_config, 3, 1, 1});

@@ -65,4 +65,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(time, "time", 9, 4, 1);
+CMDS_FAMILY(time, "time", {k_mask_config, 9, 4, 1});

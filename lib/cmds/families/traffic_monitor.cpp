@@ -34,4 +34,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(traffic_monitor, "traffic-monitor", 6, 1, 1);
+CMDS_FAMILY(traffic_monitor, "traffic-monitor", {k_mask_config, 6, 1, 1});

@@ -169,4 +169,4 @@ static_assert(k_forms[k_encrypted].line.ends_with("encrypted STRINGS"));
 
 } // namespace
 
-CMDS_FAMILY(user, "user", 7, 0, 1);
+CMDS_FAMILY(user, "user", {k_mask_config, 7, 0, 1});

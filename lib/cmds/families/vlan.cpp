@@ -70,4 +70,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(vlan, "vlan", 11, 5, 5);
+CMDS_FAMILY(vlan, "vlan", {k_mask_config, 11, 5, 5});

@@ -65,4 +65,4 @@ constexpr cmds_form k_forms[] = {
 
 } // namespace
 
-CMDS_FAMILY(vlan_stacking, "vlan-stacking", 13, 3, 3);
+CMDS_FAMILY(vlan_stacking, "vlan-stacking", {k_mask_config, 13, 3, 3});
