@@ -121,6 +121,9 @@ line_result execute(shell *sh, const std::string &line, const std::vector<filter
     }
     const shell before = *sh;
     sh->session = message.session;
+    if (message.result1 == k_csh_status_at_client) {
+        return shell_run_here(transport_output()) ? line_result::done : line_result::failed;
+    }
     const bool shown = show_output(sh, message.result2 == 0 ? filters : std::vector<filter>());
     if (message.result1 == k_csh_status_session_ended) {
         return line_result::ended;

@@ -8,6 +8,9 @@
 constexpr int32_t k_csh_status_restarts = 0x1012b;
 constexpr int32_t k_csh_status_session_ended = 0x1012e;
 
+/// The client is to run the command line that was printed, on its own terminal. It comes with no words.
+constexpr int32_t k_csh_status_at_client = 0x10132;
+
 enum class csh_busy_change : uint8_t { none, set, clear };
 
 struct csh_status_row {

@@ -5,6 +5,8 @@
 #include "lib/base/take_piece.h"
 #include "lib/cli/cli_config.h"
 #include "lib/cli/cli_output.h"
+#include "lib/cli/cli_parser.h"
+#include "lib/cli/csh_status.h"
 #include "lib/cmds/cmds_jobs.h"
 #include "lib/cmds/cmds_session.h"
 #include "lib/config/config_file.h"
@@ -55,6 +57,15 @@ void restore(const service &by, const service_call &call, config_context context
     change(by, on, {call.words, arguments, call.context});
 }
 
+int32_t run_at_client(const std::string &command) {
+    if (!cmds_can_ask()) {
+        return cmds_fail("This needs a terminal");
+    }
+    cli_print("%s", command.c_str());
+    cli_set_last_status(k_csh_status_at_client);
+    return 0;
+}
+
 int32_t tell(const service_answer &answer, int32_t result_when_done) {
     switch (answer.outcome) {
     case service_outcome::running:
@@ -64,6 +75,8 @@ int32_t tell(const service_answer &answer, int32_t result_when_done) {
             cli_print("%s", answer.text.c_str());
         }
         return result_when_done;
+    case service_outcome::at_client:
+        return run_at_client(answer.text);
     case service_outcome::refused:
         return cmds_fail_by_service(answer.text);
     case service_outcome::not_supported:

@@ -21,16 +21,6 @@ constexpr const char *k_folders[] = {"/usr/sbin/", "/usr/bin/", "/sbin/", "/bin/
 constexpr size_t k_printed_max = size_t{64} * 1024;
 constexpr int64_t k_look_ms = 20; // how soon the end of a program is seen
 
-std::string find_program(const std::string &name) {
-    for (const char *const folder : k_folders) {
-        std::string path = folder + name;
-        if (::access(path.c_str(), X_OK) == 0) {
-            return path;
-        }
-    }
-    return "";
-}
-
 /// What a program begins with.
 class beginning {
 public:
@@ -100,8 +90,18 @@ int status_of(int waited) { return WIFEXITED(waited) ? WEXITSTATUS(waited) : 128
 
 } // namespace
 
+std::string program_path(const std::string &name) {
+    for (const char *const folder : k_folders) {
+        std::string path = folder + name;
+        if (::access(path.c_str(), X_OK) == 0) {
+            return path;
+        }
+    }
+    return "";
+}
+
 int program_start(const std::vector<std::string> &arguments, program *started) {
-    const std::string path = find_program(arguments.front());
+    const std::string path = program_path(arguments.front());
     int ends[2];
     if (path.empty() || ::pipe2(ends, O_CLOEXEC) != 0) {
         return path.empty() ? ENOENT : errno;
@@ -118,7 +118,7 @@ int program_start(const std::vector<std::string> &arguments, program *started) {
     return 0;
 }
 
-bool program_exists(const char *name) { return !find_program(name).empty(); }
+bool program_exists(const char *name) { return !program_path(name).empty(); }
 
 int program_run(const std::vector<std::string> &arguments, int32_t seconds, std::string *printed) {
     program run;

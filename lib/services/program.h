@@ -19,6 +19,9 @@ struct program {
 /// number of the error.
 [[nodiscard]] int program_start(const std::vector<std::string> &arguments, program *started);
 
+/// The path of a program, "" when there is none.
+[[nodiscard]] std::string program_path(const std::string &name);
+
 /// Whether there is such a program.
 [[nodiscard]] bool program_exists(const char *name);
 

@@ -43,6 +43,9 @@ service_answer act(const service_call &call) {
         line.insert(line.begin() + 1, "-6");
         return start(line);
     }
+    if (call.words == "telnet") { // whoever types talks to the other host, and the server to nobody
+        return {service_outcome::at_client, "telnet " + call.arguments.front() + '\n'};
+    }
     return {service_outcome::not_supported};
 }
 

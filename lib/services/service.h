@@ -25,6 +25,7 @@ enum class service_outcome : uint8_t {
     refused,       // `text` says why; nothing has been changed
     not_supported, // this service does nothing for this command here
     running,       // it goes on beside the server, as a program
+    at_client,     // the client runs it on its own terminal: `text` is the command line
 };
 
 struct service_answer {

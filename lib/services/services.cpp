@@ -38,6 +38,7 @@ constexpr service_route k_routes[] = {
     {"spanning-tree", &service_switch},
     {"ssh server", &service_units},
     {"tarn-ring ring", &service_switch},
+    {"telnet", &service_programs},
     {"telnet server", &service_units},
 };
 

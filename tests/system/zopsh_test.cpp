@@ -464,6 +464,10 @@ void run_beside_the_server() {
     at.talk({{"", k_prompt}, {"ping 127.0.0.1 -s 100\r", "-c 4 -s 100 127.0.0.1\r\n"}});
     EXPECT_EQ(0, zopsh({"-c", "show version"}).status) << "others are served";
     EXPECT_THAT(at.talk({{"\x03", k_prompt}}), HasSubstr("last\r\n"));
+    std::ofstream("/usr/sbin/telnet") << "#!/bin/sh\nread word; echo \"$1 $word\"\n";
+    fs::permissions("/usr/sbin/telnet", fs::perms::owner_all);
+    at.talk({{"telnet 10.0.0.1\rhello\r", "10.0.0.1 hello\r\n"}, {"", k_prompt}});
+    EXPECT_EQ(1, zopsh({"-c", "telnet 10.0.0.1"}).status) << "without a terminal";
     const auto none_runs = [] { return run_command({"pgrep", "-f", "^/bin/sh /usr/sbin/ping"}).status == 1; };
     at.talk({{"ping 127.0.0.1\r", "-c 4 127.0.0.1\r\n"}});
     EXPECT_FALSE(none_runs());
