@@ -17,8 +17,15 @@ namespace {
 
 constexpr const char *k_not_here = "Not supported here";
 
-const service *s_only = nullptr;     // null: all services carry settings out
-std::vector<const service *> s_here; // those that carry settings out and could be had at the last look
+/// A service that carries settings out and can be had, as it was at a look.
+struct seen {
+    const service *who;
+    uint32_t comings;
+    bool operator==(const seen &) const = default;
+};
+
+const service *s_only = nullptr; // null: all services carry settings out
+std::vector<seen> s_here;        // at the last look
 
 using change_fn = service_answer (*service::*)(const service_call &call);
 
@@ -88,6 +95,7 @@ cmds_carried cmds_carry_out(bool on, std::string_view words, const cmds_kept &ke
         return cmds_carried::only_kept;
     }
     bool done = false;
+    std::string text;
     for (size_t i = 0; i < contexts.size(); i++) {
         const auto call_in = [&](size_t j) {
             return service_call{words, kept.arguments, config_entering_line(cmds_store(), contexts[j])};
@@ -100,7 +108,13 @@ cmds_carried cmds_carry_out(bool on, std::string_view words, const cmds_kept &ke
             tell(answer, 0);
             return cmds_carried::refused;
         }
-        done = done || answer.outcome == service_outcome::done;
+        if (answer.outcome == service_outcome::done) {
+            done = true;
+            text = !answer.text.empty() ? answer.text : text; // one speaks for all contexts
+        }
+    }
+    if (!text.empty() && !cli_is_loading()) {
+        cli_print("%s", text.c_str());
     }
     return done ? cmds_carried::out : cmds_carried::only_kept;
 }
@@ -129,17 +143,18 @@ int32_t cmds_act(const cmds_row &row, const cmds_kept &kept) {
 
 void cmds_watch_services() {
     static bool s_looked = false;
-    std::vector<const service *> here;
+    std::vector<seen> here;
     for (const service_route &route : services_routes()) {
-        const bool known = std::find(here.begin(), here.end(), route.to) != here.end();
-        if (!known && route.to->apply != nullptr && (route.to->is_here == nullptr || route.to->is_here())) {
-            here.push_back(route.to);
+        const service &to = *route.to;
+        const bool known = std::any_of(here.begin(), here.end(), [&](const seen &s) { return s.who == &to; });
+        if (!known && to.apply != nullptr && (to.is_here == nullptr || to.is_here())) {
+            here.push_back({&to, to.comings != nullptr ? to.comings() : 0});
         }
     }
-    const std::vector<const service *> before = std::exchange(s_here, here);
-    for (const service *to : here) {
-        if (s_looked && std::find(before.begin(), before.end(), to) == before.end()) {
-            carry_out_again(*to);
+    const std::vector<seen> before = std::exchange(s_here, here);
+    for (const seen &now : here) {
+        if (s_looked && std::find(before.begin(), before.end(), now) == before.end()) {
+            carry_out_again(*now.who);
         }
     }
     s_looked = true;

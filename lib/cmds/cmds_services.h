@@ -25,6 +25,7 @@ int32_t cmds_act(const cmds_row &row, const cmds_kept &kept);
 /// Prints a report in the form that the session wants.
 void cmds_print_report(const report &from);
 
-/// Looks which services have come: one that could not be had when this was called before is given all
-/// settings that go to it. Called about once a second, and once before the saved configuration is replayed.
+/// Looks which services have come: one that could not be had when this was called before, or has lost its
+/// settings since, is given all that go to it. Called about once a second, and once before the saved
+/// configuration is replayed.
 void cmds_watch_services();

@@ -46,6 +46,9 @@ struct service {
     service_answer (*show)(const service_call &call, report &to);
     /// Does something once.
     service_answer (*act)(const service_call &call);
+    /// A number that is another one when the service has lost its settings since, though it may have been
+    /// here at each look.
+    uint32_t (*comings)() = nullptr;
 };
 
 /// The services, each in a source of its own.
