@@ -10,7 +10,7 @@ bool s_desk = false;
 // By the first words of a command; the longest row that fits counts. What is in none is only kept.
 constexpr service_route k_routes[] = {
     {"hostname", &service_kernel},    {"ping", &service_programs}, {"ping6", &service_programs},
-    {"tacacs-plus", &service_tacacs},
+    {"tacacs-plus", &service_tacacs}, {"time", &service_time},
 };
 
 bool begins_with(std::string_view words, std::string_view first) {
