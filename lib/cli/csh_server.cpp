@@ -372,6 +372,7 @@ int32_t csh_server_start(const csh_startup &startup) {
             if (s_services.give_up != nullptr) {
                 csh_kept_orphans(s_services.give_up);
             }
+            csh_output_set_client(0, ::geteuid()); // what it prints is no client's
             run_step(startup.look_around);
         }
     }

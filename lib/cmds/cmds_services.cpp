@@ -108,6 +108,7 @@ cmds_carried cmds_carry_out(bool on, std::string_view words, const cmds_kept &ke
         return cmds_carried::only_kept;
     }
     bool done = false;
+    std::string text;
     for (size_t i = 0; i < contexts.size(); i++) {
         const auto call_in = [&](size_t j) {
             return service_call{words, kept.arguments, config_entering_line(cmds_store(), contexts[j])};
@@ -120,10 +121,13 @@ cmds_carried cmds_carry_out(bool on, std::string_view words, const cmds_kept &ke
             tell(answer, 0);
             return cmds_carried::refused;
         }
-        done = done || answer.outcome == service_outcome::done;
-        if (answer.outcome == service_outcome::done && !cli_is_loading()) {
-            tell(answer, 0);
+        if (answer.outcome == service_outcome::done) {
+            done = true;
+            text = !answer.text.empty() ? answer.text : text; // one speaks for all contexts
         }
+    }
+    if (!text.empty() && !cli_is_loading()) {
+        cli_print("%s", text.c_str());
     }
     return done ? cmds_carried::out : cmds_carried::only_kept;
 }

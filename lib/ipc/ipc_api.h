@@ -19,6 +19,13 @@ constexpr const char *k_ipc_web_path = "/tmp/ipc_web_gui_addr";
 /// The same for the web interface, at k_ipc_web_path.
 [[nodiscard]] int32_t ipc_web_start();
 
+/// Whether a client of a route is connected. From any thread, before a server was started too.
+bool ipc_route_is_served(uint8_t route);
+
+/// A number that is another one whenever a client has begun or ceased to serve a route since. From any
+/// thread; 0 for what is no route.
+uint32_t ipc_route_changes(uint8_t route);
+
 /// Sends a message and, for a request, waits for its answer; from any thread. The result is in
 /// `header->status`: what the responder set, or what it was before when nobody answered (callers set
 /// k_ipc_status_unanswered). A message of any kind waits while another of its command is under way, and until

@@ -37,9 +37,11 @@ constexpr service_route k_routes[] = {
     {"snmp_v3 server", &service_units},
     {"spanning-tree", &service_switch},
     {"ssh server", &service_units},
+    {"tacacs-plus", &service_tacacs},
     {"tarn-ring ring", &service_switch},
     {"telnet", &service_programs},
     {"telnet server", &service_units},
+    {"time", &service_time},
 };
 
 bool begins_with(std::string_view words, std::string_view first) {
