@@ -50,11 +50,6 @@ std::vector<config_context> cmds_contexts();
 /// that. Result as a handler's.
 int32_t cmds_record(int32_t argc, const char *const *argv);
 
-/// Has a setting made so, or taken back, in the common way, with the arguments of a line of this row: handed
-/// to what carries it out and put into the configuration. For handlers that do more than that. Result as a
-/// handler's.
-int32_t cmds_change(const cmds_row &row, int32_t argc, const char *const *argv);
-
 /// Why the last line that failed did, in words that hold none of its own.
 const char *cmds_last_refusal();
 

@@ -39,6 +39,12 @@ constexpr cmds_where k_actions = {cmds_mode_bit(k_mode_exec), k_mask_config};
 
 constexpr const char *k_cmds_on = "on"; // the initial value of a setting that "no" switches off
 
+struct cmds_kept;
+
+/// Looks at the line of a setting before it is carried out, and may put another one in its place. Returns
+/// null, or why it cannot be taken, for the user.
+using cmds_prepare_fn = const char *(*)(cmds_kept *kept);
+
 /// A command as it is declared. Made by the functions below it, refined by its members.
 struct cmds_form {
     cmds_kind kind;
@@ -47,9 +53,10 @@ struct cmds_form {
     std::string_view text;         // what it does, for a person
     const char *initial = nullptr; // a setting's value before anybody sets it: its arguments without the keys
     cli_handler_fn run = nullptr;  // null: the common way of its kind
-    uint8_t keys = 0;              // so many of its arguments tell settings of the same words apart
-    uint8_t secret = 0;            // its argument of this number, from 1, is for administrators alone
-    std::string_view same = {};    // the keywords that it shares with other forms of one setting; "": its own
+    cmds_prepare_fn prepare = nullptr; // a setting's; null: the line is taken as it is
+    uint8_t keys = 0;                  // so many of its arguments tell settings of the same words apart
+    uint8_t secret = 0;                // its argument of this number, from 1, is for administrators alone
+    std::string_view same = {}; // the keywords that it shares with other forms of one setting; "": its own
     const char *question = nullptr; // what a person is asked first; null: nothing
     uint8_t longest = 0;            // characters of its free text; 0: as many as its type takes
 
@@ -89,6 +96,12 @@ struct cmds_form {
     [[nodiscard]] constexpr cmds_form asks(const char *asked) const {
         cmds_form form = *this;
         form.question = asked;
+        return form;
+    }
+    /// Looked at by a function of its own, and then carried out in the common way.
+    [[nodiscard]] constexpr cmds_form prepared(cmds_prepare_fn function) const {
+        cmds_form form = *this;
+        form.prepare = function;
         return form;
     }
     /// Carried out by a handler of its own.

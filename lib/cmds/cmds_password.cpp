@@ -48,7 +48,9 @@ std::string cmds_hash_password(const std::string &password) {
                    [](uint8_t byte) { return k_alphabet[byte % k_alphabet.size()]; });
     static_assert(k_alphabet.size() == 64, "every character is as likely as the others");
     const auto work = std::make_unique<crypt_data>(); // 32 KiB
-    const char *const hash = ::crypt_r(password.c_str(), setting.c_str(), work.get());
+    // Not crypt_r, which the sanitizers' own one would take the place of, and the library would not be
+    // linked.
+    const char *const hash = ::crypt_rn(password.c_str(), setting.c_str(), work.get(), sizeof *work);
     std::string made = hash != nullptr && cmds_is_password_hash(hash) ? hash : "";
     ::explicit_bzero(work.get(), sizeof *work);
     return made;

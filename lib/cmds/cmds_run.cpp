@@ -81,6 +81,25 @@ int32_t tell_kept(int32_t result, cmds_carried carried) {
     return result;
 }
 
+int32_t change(const cmds_row &row, int32_t argc, const char *const *argv) {
+    const bool on = row.form->kind == cmds_kind::setting;
+    const cmds_row &set = on ? row : row.family->rows[row.stem];
+    line_place line;
+    if (const int32_t refused = read_line(row, argc, argv, &line); refused != 0) {
+        return refused;
+    }
+    if (const char *const fault = row.form->prepare != nullptr ? row.form->prepare(&line.kept) : nullptr;
+        fault != nullptr) {
+        return cmds_refuse(fault);
+    }
+    const cmds_carried carried =
+        cmds_carry_out(on, set.command.words, line.kept, cmds_rank(set), line.contexts);
+    if (carried == cmds_carried::refused) {
+        return k_cmds_failed;
+    }
+    return tell_kept(on ? record_line(row, line) : record_undone(set, line), carried);
+}
+
 int32_t show_or_act(const cmds_row &row, int32_t argc, const char *const *argv) {
     cmds_kept kept;
     if (const int32_t refused = cmds_keep_line(row, argc, argv, &kept); refused != 0) {
@@ -90,21 +109,6 @@ int32_t show_or_act(const cmds_row &row, int32_t argc, const char *const *argv) 
 }
 
 } // namespace
-
-int32_t cmds_change(const cmds_row &row, int32_t argc, const char *const *argv) {
-    const bool on = row.form->kind == cmds_kind::setting;
-    const cmds_row &set = on ? row : row.family->rows[row.stem];
-    line_place line;
-    if (const int32_t refused = read_line(row, argc, argv, &line); refused != 0) {
-        return refused;
-    }
-    const cmds_carried carried =
-        cmds_carry_out(on, set.command.words, line.kept, cmds_rank(set), line.contexts);
-    if (carried == cmds_carried::refused) {
-        return k_cmds_failed;
-    }
-    return tell_kept(on ? record_line(row, line) : record_undone(set, line), carried);
-}
 
 int32_t cmds_record(int32_t argc, const char *const *argv) {
     const cmds_row &row = cmds_running_row();
@@ -133,7 +137,7 @@ int32_t cmds_run(int32_t argc, const char *const *argv) {
     switch (form.kind) {
     case cmds_kind::setting:
     case cmds_kind::undo:
-        return cmds_change(row, argc, argv);
+        return change(row, argc, argv);
     case cmds_kind::show:
     case cmds_kind::action:
         return show_or_act(row, argc, argv);

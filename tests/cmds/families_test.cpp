@@ -30,7 +30,7 @@ bool s_only_reach = false;              // and not carried out
 
 // The linker leads calls of these here.
 extern "C" {
-int __wrap__Z9cli_printPKcz(const char *format, ...) {
+[[gnu::format(printf, 1, 2)]] int __wrap__Z9cli_printPKcz(const char *format, ...) {
     char text[4096];
     va_list arguments;
     va_start(arguments, format);

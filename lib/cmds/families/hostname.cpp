@@ -22,10 +22,9 @@ bool is_host_name(std::string_view name) {
     return good;
 }
 
-int32_t set_name(int32_t argc, const char *const *argv) {
-    return is_host_name(argv[0])
-               ? cmds_change(cmds_running_row(), argc, argv)
-               : cmds_refuse("A name is letters, digits and hyphens, which do not begin or end it");
+const char *check_name(cmds_kept *kept) {
+    return is_host_name(kept->value) ? nullptr
+                                     : "A name is letters, digits and hyphens, which do not begin or end it";
 }
 
 constexpr cmds_word k_words[] = {
@@ -34,7 +33,7 @@ constexpr cmds_word k_words[] = {
 };
 
 constexpr cmds_form k_forms[] = {
-    setting(k_config, "hostname STRINGS", "Name the switch.").up_to(63).by(set_name),
+    setting(k_config, "hostname STRINGS", "Name the switch.").up_to(63).prepared(check_name),
     undo(k_config, "no hostname", "Use the name again that the switch has by itself."),
 };
 

@@ -8,14 +8,9 @@
 
 namespace {
 
-// Numbers of forms.
-constexpr size_t k_typed = 0;
-constexpr size_t k_encrypted = 1;
-
 constexpr int64_t k_shortest_at_first = 8;
+constexpr const char *k_last_administrator = "This is the last administrator's account";
 constexpr std::string_view k_administrator = "administrator";
-
-const cmds_row &row_of(size_t form) { return cmds_running_row().family->rows[form]; }
 
 struct account {
     std::string name;
@@ -48,42 +43,42 @@ int64_t shortest_password() {
     return cmds_look_up_number(cmds_global_section(), "user password-length", k_shortest_at_first);
 }
 
-int32_t keep_account(const std::string &name, const std::string &level, const std::string &hash) {
-    if (level != k_administrator && is_last_administrator(name)) {
-        return cmds_refuse("This is the last administrator's account");
-    }
-    const std::array<const char *, 5> arguments = {name.c_str(), "level", level.c_str(), "encrypted",
-                                                   hash.c_str()};
-    return cmds_change(row_of(k_encrypted), arguments.size(), arguments.data());
+// Arguments of a line: NAME level LEVEL password PASSWORD.
+constexpr size_t k_name = 0;
+constexpr size_t k_level = 2;
+constexpr size_t k_form = 3;
+constexpr size_t k_password = 4;
+
+const char *check_level(const cmds_kept &kept) {
+    return kept.arguments[k_level] != k_administrator && is_last_administrator(kept.arguments[k_name])
+               ? k_last_administrator
+               : nullptr;
 }
 
-/// A password that is typed is kept as its hash. While another configuration is looked at, it stays as it is
-/// there: each hash is another one.
-int32_t make_account(int32_t argc, const char *const *argv) {
+/// Puts the hash of a typed password in its place. While another configuration is looked at it stays as it
+/// is there: each hash is another one.
+const char *encrypt(cmds_kept *kept) {
+    const std::string &password = kept->arguments[k_password];
     if (cmds_only_records()) {
-        return cmds_record(argc, argv);
+        return nullptr;
     }
-    cmds_kept kept;
-    if (const int32_t refused = cmds_keep_line(row_of(k_typed), argc, argv, &kept); refused != 0) {
-        return refused;
-    }
-    const std::string &password = kept.arguments.back();
     if (static_cast<int64_t>(cmds_password_length(password)) < shortest_password()) {
-        return cmds_refuse("This password is too short; see user password-length");
+        return "This password is too short; see user password-length";
     }
     const std::string hash = cmds_hash_password(password);
-    return hash.empty() ? cmds_refuse("Passwords cannot be encrypted here")
-                        : keep_account(kept.arguments[0], kept.arguments[2], hash);
+    if (hash.empty()) {
+        return "Passwords cannot be encrypted here";
+    }
+    kept->arguments[k_form] = "encrypted";
+    kept->arguments[k_password] = hash;
+    kept->value = "level " + kept->arguments[k_level] + " encrypted " + hash;
+    kept->line = "user account " + kept->key + ' ' + kept->value;
+    return check_level(*kept);
 }
 
-int32_t take_account(int32_t argc, const char *const *argv) {
-    cmds_kept kept;
-    if (const int32_t refused = cmds_keep_line(row_of(k_encrypted), argc, argv, &kept); refused != 0) {
-        return refused;
-    }
-    return cmds_is_password_hash(kept.arguments.back())
-               ? keep_account(kept.arguments[0], kept.arguments[2], kept.arguments.back())
-               : cmds_refuse("This is no hash of the form $5$SALT$HASH");
+const char *check_hash(cmds_kept *kept) {
+    return cmds_is_password_hash(kept->arguments[k_password]) ? check_level(*kept)
+                                                              : "This is no hash of the form $5$SALT$HASH";
 }
 
 int32_t delete_account(int32_t argc, const char *const *argv) {
@@ -92,12 +87,12 @@ int32_t delete_account(int32_t argc, const char *const *argv) {
         return refused;
     }
     const std::string &name = kept.arguments.front();
-    const cmds_row &account = row_of(k_typed);
+    const cmds_row &account = cmds_running_row().family->rows[0];
     if (config_find(cmds_store(), k_config_global, cmds_rank(account), name) == nullptr) {
         return cmds_refuse("There is no such account");
     }
     if (is_last_administrator(name)) {
-        return cmds_refuse("This is the last administrator's account");
+        return cmds_refuse(k_last_administrator);
     }
     kept.key = name;
     if (cmds_carry_out(false, account.command.words, kept, cmds_rank(account), {k_config_global}) ==
@@ -146,12 +141,12 @@ constexpr cmds_form k_forms[] = {
             "Make an account, or change it.")
         .keyed(1)
         .hides(3)
-        .by(make_account),
+        .prepared(encrypt),
     setting(k_config, "user account STRINGS level (administrator|user) encrypted STRINGS",
             "Make an account whose password is encrypted already, or change it.")
         .keyed(1)
         .hides(3)
-        .by(take_account),
+        .prepared(check_hash),
     setting(k_config, "user password-length <8-64>", "Refuse shorter passwords from now on; 8 by default.")
         .at_first("8"),
     setting(k_config, "user lockout <3-10> minutes <1-60>", "Lock an account after failed logins.")
@@ -164,8 +159,7 @@ constexpr cmds_form k_forms[] = {
     show(k_shown, "show user account", "Show the accounts and their levels.").by(show_accounts),
 };
 
-static_assert(k_forms[k_typed].line.ends_with("password STRINGS"));
-static_assert(k_forms[k_encrypted].line.ends_with("encrypted STRINGS"));
+static_assert(k_forms[0].line.starts_with("user account"));
 
 } // namespace
 
