@@ -142,7 +142,7 @@ exchange_result not_sent() {
 }
 
 constexpr int64_t k_look_ms = 300; // how often it is looked whether there still is a server, and output
-constexpr int64_t k_end_ms = 1500; // how long the end of a command is waited for that was asked to end
+constexpr int64_t k_end_ms = 5000; // how long the end of a command is waited for that was asked to end
 
 /// Whether the reply to a request of this type has been received.
 bool take_reply(int32_t type, csh_message *message) {

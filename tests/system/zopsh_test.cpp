@@ -458,24 +458,30 @@ void remember_and_paste() {
 void run_beside_the_server() {
     std::ofstream("/usr/sbin/ping") << "#!/bin/sh\ntrap 'echo last; exit 3' INT\necho \"$@\"\n"
                                        "while :; do sleep 0.05; done\n";
-    fs::permissions("/usr/sbin/ping", fs::perms::owner_all);
+    std::ofstream("/usr/sbin/telnet") << "#!/bin/sh\necho login; read word; echo \"$1 $word\"\n";
+    for (const char *const program : {"/usr/sbin/ping", "/usr/sbin/telnet"}) {
+        fs::permissions(program, fs::perms::owner_all);
+    }
+    const std::string address = "127." + std::to_string(::getpid() >> 8 & 255) + '.' +
+                                std::to_string(::getpid() & 255) + ".1"; // no other test's
+    const auto none_runs = [&] {
+        return run_command({"pgrep", "-f", "^/bin/sh .*ping.* " + address}).status == 1;
+    };
+    const std::string ping = "ping " + address + "\r";
     management server;
     terminal at(24);
-    at.talk({{"", k_prompt}, {"ping 127.0.0.1 -s 100\r", "-c 4 -s 100 127.0.0.1\r\n"}});
+    at.talk({{"", k_prompt}, {"ping " + address + " -s 100\r", "-c 4 -s 100 " + address + "\r\n"}});
     EXPECT_EQ(0, zopsh({"-c", "show version"}).status) << "others are served";
     EXPECT_THAT(at.talk({{"\x03", k_prompt}}), HasSubstr("last\r\n"));
-    std::ofstream("/usr/sbin/telnet") << "#!/bin/sh\nread word; echo \"$1 $word\"\n";
-    fs::permissions("/usr/sbin/telnet", fs::perms::owner_all);
-    at.talk({{"telnet 10.0.0.1\rhello\r", "10.0.0.1 hello\r\n"}, {"", k_prompt}});
+    at.talk({{"telnet 10.0.0.1\r", "login\r\n"}, {"hello\r", "10.0.0.1 hello\r\n"}, {"", k_prompt}});
     EXPECT_EQ(1, zopsh({"-c", "telnet 10.0.0.1"}).status) << "without a terminal";
-    const auto none_runs = [] { return run_command({"pgrep", "-f", "^/bin/sh /usr/sbin/ping"}).status == 1; };
-    at.talk({{"ping 127.0.0.1\r", "-c 4 127.0.0.1\r\n"}});
+    at.talk({{ping, "-c 4 " + address + "\r\n"}});
     EXPECT_FALSE(none_runs());
     ::kill(at.pid(), SIGKILL);
     EXPECT_EQ(SIGKILL, at.wait());
     EXPECT_TRUE(eventually(none_runs)) << "a client that has gone takes its command along";
     terminal last(24);
-    last.talk({{"", k_prompt}, {"ping 127.0.0.1\r", "-c 4 127.0.0.1\r\n"}});
+    last.talk({{"", k_prompt}, {ping, "-c 4 " + address + "\r\n"}});
     server.end();
     EXPECT_TRUE(eventually(none_runs)) << "and so does the server";
 }
