@@ -36,7 +36,7 @@ bool cmds_is_password_hash(std::string_view text) {
            is_in_alphabet(hash);
 }
 
-std::string cmds_hash_password(const std::string &password) {
+std::string cmds_hash_password([[maybe_unused]] const std::string &password) {
 #if ZOP_HAS_LIBCRYPT
     std::array<uint8_t, k_salt_max> random{};
     if (retry_interrupted([&] { return ::getrandom(random.data(), random.size(), 0); }) !=
