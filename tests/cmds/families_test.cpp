@@ -120,6 +120,22 @@ TEST_F(Commands, EachIsReachedByItsOwnLineAndExplained) {
     }
 }
 
+TEST_F(Commands, WhatFollowsANoMakesItNoOtherOne) {
+    s_only_reach = true;
+    for (const placed_row &placed : all_rows()) {
+        if (placed.row->form->kind != cmds_kind::undo || placed.row->command.pattern != nullptr) {
+            continue;
+        }
+        cli_session session = cmds_session_in(placed.mode->id);
+        session.mode_mask |= placed.row->command.mode_mask;
+        s_reached = nullptr;
+        const std::string line = joined(good_words(placed.row->form->line)) + " 8080 pasted";
+        EXPECT_EQ(cli_session_execute(&session, line.c_str()), 0) << name_of(placed);
+        ASSERT_NE(s_reached, nullptr) << name_of(placed);
+        EXPECT_STREQ(s_reached->words, placed.row->command.words) << name_of(placed);
+    }
+}
+
 TEST_F(Commands, AWrongWordChangesNothing) {
     for (const placed_row &placed : all_rows()) {
         const std::vector<std::string> pattern = words_of(placed.row->form->line);
