@@ -55,8 +55,9 @@ int32_t cmds_record(int32_t argc, const char *const *argv);
 /// handler's.
 int32_t cmds_change(const cmds_row &row, int32_t argc, const char *const *argv);
 
-/// Why the last line that failed did, in words that hold none of its own.
-const char *cmds_last_refusal();
+/// Why the line that has just failed did, in words that hold none of its own. Asked once a line: the next one
+/// may fail without a reason.
+[[nodiscard]] const char *cmds_take_refusal();
 
 /// "%% ", the reason and a line feed for the user, and the result of a handler: of one that does not take a
 /// value, whose word clients point at, and of one that could not do its work.

@@ -1,10 +1,12 @@
 // Sessions of several clients in one process: accounts, questions and their answers, the factory's
 // configuration, and what shows tell of the configuration.
 
+#include "lib/cli/cli_config.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_status.h"
 #include "lib/cli/screen_length.h"
 #include "lib/cmds/cmds_config.h"
+#include "lib/cmds/cmds_failures.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_password.h"
 #include "lib/cmds/cmds_session.h"
@@ -331,6 +333,21 @@ void show_what_is_configured() {
     EXPECT_EQ("{\"failed\":0,\"lines\":[]}\n", script.type("show startup-config failures"));
 }
 
+// ---- the saved configuration
+
+void name_what_failed() {
+    write_saved("hostname -a\nhttp server 80\nvlan 5000\nvlan 5\nreboot force\nname a b\n");
+    EXPECT_EQ(k_cli_load_failed_lines, cli_load_config(k_cmds_saved_config, cmds_note_failure));
+    EXPECT_EQ(R"({"failed":5,"lines":[)"
+              R"({"line":1,"reason":"A name is letters, digits and hyphens, which do not begin or end it"},)"
+              R"({"line":2,"reason":"wrong argument"},)"
+              R"({"line":3,"reason":"no command of a saved configuration"},)"
+              R"({"line":5,"reason":"no command of a saved configuration"},)"
+              R"({"line":6,"reason":"no command of a saved configuration"}]})"
+              "\n",
+              client().json().type("show startup-config failures"));
+}
+
 /// A "reboot" of the test's own, in a folder that nobody else sees and that is searched first.
 void restart_the_machine() {
     for (const int status : {0, 3}) {
@@ -349,6 +366,7 @@ TEST(Sessions, PasswordsThatAreShortAndHashesThatAreNoneAreRefused) { with_comma
 TEST(Sessions, AnAnswerBelongsToTheQuestionOfItsSession) { with_commands(ask_two_at_once); }
 TEST(Sessions, TheFactoryConfigurationTakesBackWhatWasCarriedOut) { with_commands(take_all_back); }
 TEST(Sessions, NamesAreHostNames) { with_commands(name_the_switch); }
+TEST(Sessions, SavedLinesThatFailAreNamedEachWithItsOwnReason) { with_commands(name_what_failed); }
 TEST(Sessions, ShowsTellWhatIsConfigured) { with_commands(show_what_is_configured); }
 
 } // namespace
