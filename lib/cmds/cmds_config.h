@@ -12,6 +12,7 @@
 constexpr const char *k_cmds_saved_config = "/var/config/zopsh_config.save";
 
 constexpr const char *k_cmds_full = "The configuration is full";
+constexpr const char *k_cmds_not_saved = "This cannot stand in a saved configuration";
 
 constexpr int32_t k_cmds_failed = -2; // the result of a handler that has told why it could not do its work
 

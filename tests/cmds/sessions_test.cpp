@@ -336,14 +336,17 @@ void show_what_is_configured() {
 // ---- the saved configuration
 
 void name_what_failed() {
-    write_saved("hostname -a\nhttp server 80\nvlan 5000\nvlan 5\nreboot force\nname a b\n");
+    write_saved("hostname -a\nhttp server 80\nvlan 5000\nvlan 5\nreboot force\nname a b\n"
+                "end\nengineering\nno dbg-stp\n");
     EXPECT_EQ(k_cli_load_failed_lines, cli_load_config(k_cmds_saved_config, cmds_note_failure));
-    EXPECT_EQ(R"({"failed":5,"lines":[)"
+    EXPECT_EQ(R"({"failed":7,"lines":[)"
               R"({"line":1,"reason":"A name is letters, digits and hyphens, which do not begin or end it"},)"
               R"({"line":2,"reason":"wrong argument"},)"
               R"({"line":3,"reason":"no command of a saved configuration"},)"
               R"({"line":5,"reason":"no command of a saved configuration"},)"
-              R"({"line":6,"reason":"no command of a saved configuration"}]})"
+              R"({"line":6,"reason":"no command of a saved configuration"},)"
+              R"({"line":8,"reason":"This cannot stand in a saved configuration"},)"
+              R"({"line":9,"reason":"no command of a saved configuration"}]})"
               "\n",
               client().json().type("show startup-config failures"));
 }
