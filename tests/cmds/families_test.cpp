@@ -185,6 +185,20 @@ TEST_F(Commands, SettingsAreReplayedAsTheyWereTypedAndTakenBack) {
     }
 }
 
+TEST_F(Commands, LinesWithAMistakeHoldTheirSecretsAllTheSame) {
+    for (const char *line :
+         {"user account bob level user password Tulip-48", "us ac bob lev user pass Tulip-48",
+          "user account bob password Tulip-48", "usr acount bob level user password Tulip-48",
+          "tacacs-plus server-host 10.0.0.1 key Tulip-48", "server-key Tulip-48",
+          "snmp comunity Tulip-48 community public", "dot1x radius primary key Tulip-48"}) {
+        EXPECT_TRUE(cmds_holds_secret(line)) << line;
+    }
+    for (const char *line : {"user password", "no tacacs-plus server-key", "user password-length 9",
+                             "primary 3", "show snmp", "vlan 12", ""}) {
+        EXPECT_FALSE(cmds_holds_secret(line)) << line;
+    }
+}
+
 TEST_F(Commands, ShowAndMove) {
     EXPECT_EQ(cmds_install(), -1) << "installed already";
     cli_session session = cmds_session_in(k_mode_exec);
