@@ -118,6 +118,19 @@ const char *keep_small(std::string_view value, std::string *kept) {
     return nullptr;
 }
 
+/// Groups without leading zeros, and 0 for an empty one, so that an address has one form.
+const char *keep_ipv6(std::string_view value, std::string *kept) {
+    kept->clear();
+    for (bool more = true; more;) {
+        more = value.find(':') != std::string_view::npos;
+        const std::string_view group = take_piece(value, ':');
+        const std::string_view digits = group.substr(std::min(group.find_first_not_of('0'), group.size()));
+        *kept += digits.empty() ? "0" : digits;
+        *kept += more ? ":" : "";
+    }
+    return keep_small(std::string(*kept), kept);
+}
+
 const char *keep_time(std::string_view value, std::string *kept) {
     const auto parts = read_numbers<3>(value, ':', 59);
     if (!parts || (*parts)[0] > 23) {
@@ -179,7 +192,7 @@ struct type_row {
 constexpr type_row k_types[] = {
     {"VLANID", keep_number},         {"DATE", keep_date},
     {"GROUP_ID", keep_number},       {"IPADDR", keep_address},
-    {"IPADDR_MASK", keep_network},   {"IPV6ADDR", keep_small},
+    {"IPADDR_MASK", keep_network},   {"IPV6ADDR", keep_ipv6},
     {"MACADDR", keep_small},         {"PORT_ID", keep_port},
     {"PORTLISTS", keep_ports},       {"VALUE", keep_number},
     {"VLANLISTS", keep_vlans},       {"OID", keep_object},

@@ -39,6 +39,8 @@ constexpr value_row k_values[] = {
     {"IPADDR_MASK", "10.0.0.0/33", k_refused},
     {"IPADDR_MASK", "10.0.0.256/8", k_refused},
     {"IPADDR_MASK", "10.0.0.0/8x", k_refused},
+    {"IPV6ADDR", "FE80:0000:0:0:00:0:010:0001", "fe80:0:0:0:0:0:10:1"},
+    {"IPV6ADDR", ":::::::0", "0:0:0:0:0:0:0:0"},
     {"MACADDR", "00:AB:CD:EF:01:02", "00:ab:cd:ef:01:02"},
     {"TIME", "7:5:9", "07:05:09"},
     {"TIME", "23:59:59", "23:59:59"},
