@@ -15,6 +15,7 @@
 namespace {
 
 constexpr size_t k_text_max = 64;
+constexpr int32_t k_groups = 6; // of aggregated links
 
 static_assert(k_switch_ports == 12, "the texts below say so");
 constexpr const char *k_port_list_fault = "Ports are 1 to 12, as in 1,3-5";
@@ -76,6 +77,15 @@ const char *keep_number(std::string_view value, std::string *kept) {
         return "This number is too large";
     }
     *kept = std::to_string(number);
+    return nullptr;
+}
+
+const char *keep_group(std::string_view value, std::string *kept) {
+    int32_t group = 0;
+    if (!parse_number(value, 1, k_groups, &group)) {
+        return "Groups are 1 to 6";
+    }
+    *kept = std::to_string(group);
     return nullptr;
 }
 
@@ -191,7 +201,7 @@ struct type_row {
 
 constexpr type_row k_types[] = {
     {"VLANID", keep_number},         {"DATE", keep_date},
-    {"GROUP_ID", keep_number},       {"IPADDR", keep_address},
+    {"GROUP_ID", keep_group},        {"IPADDR", keep_address},
     {"IPADDR_MASK", keep_network},   {"IPV6ADDR", keep_ipv6},
     {"MACADDR", keep_small},         {"PORT_ID", keep_port},
     {"PORTLISTS", keep_ports},       {"VALUE", keep_number},
