@@ -335,6 +335,13 @@ void show_what_is_configured() {
 
 // ---- the saved configuration
 
+void read_what_start_would_refuse() {
+    write_saved("set length 1\nset length 30000\n");
+    EXPECT_EQ(
+        "% Invalid value\n\n% Invalid value\n\n% Lines of the saved configuration that cannot be run: 2\n",
+        client().type("show startup-config"));
+}
+
 void name_what_failed() {
     write_saved("hostname -a\nhttp server 80\nvlan 5000\nvlan 5\nreboot force\nname a b\n"
                 "end\nengineering\nno dbg-stp\n");
@@ -369,6 +376,7 @@ TEST(Sessions, PasswordsThatAreShortAndHashesThatAreNoneAreRefused) { with_comma
 TEST(Sessions, AnAnswerBelongsToTheQuestionOfItsSession) { with_commands(ask_two_at_once); }
 TEST(Sessions, TheFactoryConfigurationTakesBackWhatWasCarriedOut) { with_commands(take_all_back); }
 TEST(Sessions, NamesAreHostNames) { with_commands(name_the_switch); }
+TEST(Sessions, SavedLengthsThatCannotBeSetAreNotShown) { with_commands(read_what_start_would_refuse); }
 TEST(Sessions, SavedLinesThatFailAreNamedEachWithItsOwnReason) { with_commands(name_what_failed); }
 TEST(Sessions, ShowsTellWhatIsConfigured) { with_commands(show_what_is_configured); }
 
