@@ -274,7 +274,9 @@ const char *cmds_keep_value(std::string_view pattern, std::string_view value, si
     const auto *const type = std::find_if(std::begin(k_types), std::end(k_types),
                                           [=](const type_row &row) { return row.name == pattern; });
     if (type != std::end(k_types)) {
-        return type->keep(value, kept);
+        const char *const fault = type->keep(value, kept);
+        const bool bounded = longest != 0 && type->keep == keep_hexadecimal;
+        return fault == nullptr && bounded && kept->size() > longest ? "This has too many digits" : fault;
     }
     if (!cli_is_type(pattern)) { // a keyword that may have been abbreviated, or one of several choices
         *kept = pattern.front() == '(' ? value : pattern;

@@ -89,6 +89,9 @@ TEST(CmdsValues, FreeTextIsAsLongAsItsTypeOrItsCommandLets) {
     }
     EXPECT_EQ(cmds_keep_value("STRINGS", "12345", 5, &kept), nullptr);
     EXPECT_NE(cmds_keep_value("STRINGS", "123456", 5, &kept), nullptr);
+    EXPECT_EQ(cmds_keep_value("HEX_VALUE", "0x0fFFF", 4, &kept), nullptr);
+    EXPECT_NE(cmds_keep_value("HEX_VALUE", "10000", 4, &kept), nullptr);
+    EXPECT_EQ(cmds_keep_value("IPADDR", "10.0.0.1", 4, &kept), nullptr);
 }
 
 } // namespace
