@@ -342,6 +342,13 @@ void read_what_start_would_refuse() {
         client().type("show startup-config"));
 }
 
+void tell_that_it_cannot_be_read() {
+    EXPECT_EQ("-2% No configuration has been saved\n", client().type("show startup-config"));
+    ASSERT_EQ(0, ::symlink(k_cmds_saved_config, k_cmds_saved_config));
+    EXPECT_EQ("-2% The saved configuration cannot be read: Too many levels of symbolic links\n",
+              client().type("show startup-config"));
+}
+
 void name_what_failed() {
     write_saved("hostname -a\nhttp server 80\nvlan 5000\nvlan 5\nreboot force\nname a b\n"
                 "end\nengineering\nno dbg-stp\n");
@@ -377,6 +384,7 @@ TEST(Sessions, AnAnswerBelongsToTheQuestionOfItsSession) { with_commands(ask_two
 TEST(Sessions, TheFactoryConfigurationTakesBackWhatWasCarriedOut) { with_commands(take_all_back); }
 TEST(Sessions, NamesAreHostNames) { with_commands(name_the_switch); }
 TEST(Sessions, SavedLengthsThatCannotBeSetAreNotShown) { with_commands(read_what_start_would_refuse); }
+TEST(Sessions, ASavedFileThatCannotBeReadIsNotCalledMissing) { with_commands(tell_that_it_cannot_be_read); }
 TEST(Sessions, SavedLinesThatFailAreNamedEachWithItsOwnReason) { with_commands(name_what_failed); }
 TEST(Sessions, ShowsTellWhatIsConfigured) { with_commands(show_what_is_configured); }
 
