@@ -46,7 +46,17 @@ std::string indented(const std::vector<std::string> &lines, const char *indent) 
     return text;
 }
 
+/// Whether a key is waiting while the editor has the terminal.
+bool more_waits() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    return ::poll(&input, 1, 0) > 0;
+}
+
+/// Where more is waiting, the key was pasted: it belongs to its word, a password perhaps.
 unsigned char list_help(EditLine *editor, int /*key*/) {
+    if (more_waits()) {
+        return el_insertstr(editor, "?") == 0 ? CC_REFRESH : CC_ERROR;
+    }
     std::fputs("?\n", stdout);
     std::fflush(stdout);
     const std::string line = line_before_cursor(editor);

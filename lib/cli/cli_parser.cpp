@@ -93,10 +93,22 @@ bool is_candidate(const cli_entry &entry, const cli_words &line) {
            words_fit(entry, line, 0, entry.command_words);
 }
 
+/// Whether a word was typed in full as it is in one candidate, and is only the beginning of the other's, as
+/// "http" is of "https".
+bool means_first(const cli_entry &first, const cli_entry &other, const cli_words &line) {
+    for (int32_t i = 0; i < first.command_words && i < other.command_words; i++) {
+        const bool in_full = cli_exact_match(line.word[i], first.word[i]->pattern);
+        if (in_full != cli_exact_match(line.word[i], other.word[i]->pattern)) {
+            return in_full;
+        }
+    }
+    return false;
+}
+
 /// What the candidates of a line come to.
 struct selection {
     const cli_entry *called;   // fits in full; null when none does
-    const cli_entry *fallback; // the last candidate that takes no arguments
+    const cli_entry *fallback; // the last candidate that takes no arguments, but for those that are not meant
     bool any;
     bool last_failed; // the last candidate that was compared in full did not fit
 };
@@ -116,7 +128,8 @@ selection select_entry(const cli_node &node, const cli_words &line) {
                 return result;
             }
         }
-        if (entry.command->pattern == nullptr) {
+        if (entry.command->pattern == nullptr &&
+            (result.fallback == nullptr || !means_first(*result.fallback, entry, line))) {
             result.fallback = &entry;
         }
     }

@@ -1,6 +1,7 @@
 #include "lib/cli/csh_server.h"
 
 #include "lib/base/local_socket.h"
+#include "lib/base/log.h"
 #include "lib/base/monotonic.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
@@ -354,7 +355,12 @@ int32_t csh_server_start(const csh_startup &startup) {
     run_step(startup.init_modules);
     csh_output_remove(); // what the last start's replay printed
     // A missing file is a switch as it left the factory.
-    if (cli_load_config(k_saved_config, startup.line_failed) == k_cli_load_failed_lines) {
+    const int32_t loaded = cli_load_config(k_saved_config, startup.line_failed);
+    if (loaded == -1 && errno != ENOENT) {
+        std::printf("%s: cannot be read: %s\n", k_saved_config, std::strerror(errno));
+        ipc_log_warn("%s: cannot be read: %s", k_saved_config, std::strerror(errno));
+    }
+    if (loaded == k_cli_load_failed_lines) {
         std::printf("%s: not all lines could be run; the system log says which\n", k_saved_config);
     }
     run_step(startup.init_services);

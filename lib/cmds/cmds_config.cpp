@@ -13,11 +13,13 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace {
 
-config_store *s_other = nullptr; // null: the running configuration
-const char *s_refusal = "wrong argument";
+config_store *s_other = nullptr;                           // null: the running configuration
+constexpr const char *k_wrong_argument = "wrong argument"; // as the parser says, which tells no reason
+const char *s_refusal = k_wrong_argument;
 
 // Lists of VLANs that sessions are in: the last ones chosen, of which each session has the number. More than
 // there can be sessions, whose numbers are anything.
@@ -169,7 +171,7 @@ std::vector<config_context> cmds_contexts() {
     return contexts;
 }
 
-const char *cmds_last_refusal() { return s_refusal; }
+const char *cmds_take_refusal() { return std::exchange(s_refusal, k_wrong_argument); }
 
 int32_t cmds_refuse(const char *reason) {
     cmds_fail(reason);

@@ -12,6 +12,7 @@
 constexpr const char *k_cmds_saved_config = "/var/config/zopsh_config.save";
 
 constexpr const char *k_cmds_full = "The configuration is full";
+constexpr const char *k_cmds_not_saved = "This cannot stand in a saved configuration";
 
 constexpr int32_t k_cmds_failed = -2; // the result of a handler that has told why it could not do its work
 
@@ -50,8 +51,9 @@ std::vector<config_context> cmds_contexts();
 /// that. Result as a handler's.
 int32_t cmds_record(int32_t argc, const char *const *argv);
 
-/// Why the last line that failed did, in words that hold none of its own.
-const char *cmds_last_refusal();
+/// Why the line that has just failed did, in words that hold none of its own. Asked once a line: the next one
+/// may fail without a reason.
+[[nodiscard]] const char *cmds_take_refusal();
 
 /// "%% ", the reason and a line feed for the user, and the result of a handler: of one that does not take a
 /// value, whose word clients point at, and of one that could not do its work.

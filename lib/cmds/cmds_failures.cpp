@@ -15,17 +15,18 @@ std::vector<failure> s_failures;
 int32_t s_count = 0; // of all, those beyond the kept ones too
 
 const char *reason() {
-    return cli_last_status() == k_cli_status_no_match ? "no command of a saved configuration"
-                                                      : cmds_last_refusal();
+    const char *const told = cmds_take_refusal();
+    return cli_last_status() == k_cli_status_no_match ? "no command of a saved configuration" : told;
 }
 
 } // namespace
 
 void cmds_note_failure(int32_t line) {
+    const char *const why = reason();
     s_count++;
     if (s_failures.size() < k_cmds_failures_max) {
-        s_failures.push_back({line, reason()});
-        ipc_log_warn("%s: line %d failed: %s", k_cmds_saved_config, line, s_failures.back().reason);
+        s_failures.push_back({line, why});
+        ipc_log_warn("%s: line %d failed: %s", k_cmds_saved_config, line, why);
     }
 }
 

@@ -47,7 +47,7 @@ uint32_t cmds_rank(const cmds_row &row);
 const cmds_row *cmds_row_at(uint32_t rank);
 
 /// Whether a line gives a password, a key or the like away: its words fit those of a command that has one, in
-/// whatever mode.
+/// whatever mode, or it has the keyword in front of one and is wrong elsewhere.
 [[nodiscard]] bool cmds_holds_secret(const char *line);
 
 /// The handler of every row: carries it out by its own handler or in the way of its kind. Words after a

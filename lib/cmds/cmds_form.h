@@ -58,7 +58,7 @@ struct cmds_form {
     uint8_t secret = 0;                // its argument of this number, from 1, is for administrators alone
     std::string_view same = {}; // the keywords that it shares with other forms of one setting; "": its own
     const char *question = nullptr; // what a person is asked first; null: nothing
-    uint8_t longest = 0;            // characters of its free text; 0: as many as its type takes
+    uint8_t longest = 0; // characters of its free text and hexadecimal digits; 0: as many as the type takes
 
     /// The value that holds before anybody sets one: setting it leaves nothing in the configuration.
     [[nodiscard]] constexpr cmds_form at_first(const char *value) const {
@@ -86,7 +86,7 @@ struct cmds_form {
         form.same = keywords;
         return form;
     }
-    /// Free text has at most `count` characters.
+    /// Free text has at most `count` characters, a hexadecimal number as many digits.
     [[nodiscard]] constexpr cmds_form up_to(uint8_t count) const {
         cmds_form form = *this;
         form.longest = count;

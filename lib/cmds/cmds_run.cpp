@@ -126,7 +126,7 @@ int32_t cmds_run(int32_t argc, const char *const *argv) {
         return k_wrong_argument;
     }
     if (cli_is_loading() && (form.kind == cmds_kind::show || form.kind == cmds_kind::action)) {
-        return cmds_fail("This cannot stand in a saved configuration");
+        return cmds_fail(k_cmds_not_saved);
     }
     if (form.question != nullptr) {
         return cmds_ask(row);

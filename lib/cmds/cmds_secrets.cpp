@@ -26,6 +26,21 @@ bool gives_away(const cmds_form &form, const cli_words &words) {
     return false;
 }
 
+/// Whether the last keyword in front of the form's secret stands in the line and more after it: "password" of
+/// "user account bob password ...", which is no command for want of a level but holds the password.
+bool announces(const cmds_form &form, const cli_words &words) {
+    std::string_view rest = form.line;
+    std::string_view keyword;
+    for (int32_t arguments = 0; arguments < form.secret;) {
+        const std::string_view pattern = take_piece(rest);
+        const bool argument = cli_classify(std::string(pattern).c_str()).kind != cli_word_kind::keyword;
+        keyword = argument ? keyword : pattern;
+        arguments += argument ? 1 : 0;
+    }
+    const char *const *const last = words.word + std::max(words.count - 1, 0);
+    return std::find(words.word, last, keyword) != last;
+}
+
 } // namespace
 
 bool cmds_holds_secret(const char *line) {
@@ -34,7 +49,7 @@ bool cmds_holds_secret(const char *line) {
     const auto families = cmds_families();
     return std::any_of(families.begin(), families.end(), [&](const cmds_family *family) {
         return std::any_of(family->rows, family->rows + family->count, [&](const cmds_row &row) {
-            return row.form->secret != 0 && gives_away(*row.form, words);
+            return row.form->secret != 0 && (gives_away(*row.form, words) || announces(*row.form, words));
         });
     });
 }

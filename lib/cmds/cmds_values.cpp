@@ -15,6 +15,7 @@
 namespace {
 
 constexpr size_t k_text_max = 64;
+constexpr int32_t k_groups = 6; // of aggregated links
 
 static_assert(k_switch_ports == 12, "the texts below say so");
 constexpr const char *k_port_list_fault = "Ports are 1 to 12, as in 1,3-5";
@@ -79,6 +80,15 @@ const char *keep_number(std::string_view value, std::string *kept) {
     return nullptr;
 }
 
+const char *keep_group(std::string_view value, std::string *kept) {
+    int32_t group = 0;
+    if (!parse_number(value, 1, k_groups, &group)) {
+        return "Groups are 1 to 6";
+    }
+    *kept = std::to_string(group);
+    return nullptr;
+}
+
 const char *keep_port(std::string_view value, std::string *kept) {
     int32_t port = 0;
     if (!parse_number(value, 1, k_switch_ports, &port)) {
@@ -116,6 +126,19 @@ const char *keep_small(std::string_view value, std::string *kept) {
     std::transform(kept->begin(), kept->end(), kept->begin(),
                    [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
     return nullptr;
+}
+
+/// Groups without leading zeros, and 0 for an empty one, so that an address has one form.
+const char *keep_ipv6(std::string_view value, std::string *kept) {
+    kept->clear();
+    for (bool more = true; more;) {
+        more = value.find(':') != std::string_view::npos;
+        const std::string_view group = take_piece(value, ':');
+        const std::string_view digits = group.substr(std::min(group.find_first_not_of('0'), group.size()));
+        *kept += digits.empty() ? "0" : digits;
+        *kept += more ? ":" : "";
+    }
+    return keep_small(std::string(*kept), kept);
 }
 
 const char *keep_time(std::string_view value, std::string *kept) {
@@ -178,8 +201,8 @@ struct type_row {
 
 constexpr type_row k_types[] = {
     {"VLANID", keep_number},         {"DATE", keep_date},
-    {"GROUP_ID", keep_number},       {"IPADDR", keep_address},
-    {"IPADDR_MASK", keep_network},   {"IPV6ADDR", keep_small},
+    {"GROUP_ID", keep_group},        {"IPADDR", keep_address},
+    {"IPADDR_MASK", keep_network},   {"IPV6ADDR", keep_ipv6},
     {"MACADDR", keep_small},         {"PORT_ID", keep_port},
     {"PORTLISTS", keep_ports},       {"VALUE", keep_number},
     {"VLANLISTS", keep_vlans},       {"OID", keep_object},
@@ -251,7 +274,9 @@ const char *cmds_keep_value(std::string_view pattern, std::string_view value, si
     const auto *const type = std::find_if(std::begin(k_types), std::end(k_types),
                                           [=](const type_row &row) { return row.name == pattern; });
     if (type != std::end(k_types)) {
-        return type->keep(value, kept);
+        const char *const fault = type->keep(value, kept);
+        const bool bounded = longest != 0 && type->keep == keep_hexadecimal;
+        return fault == nullptr && bounded && kept->size() > longest ? "This has too many digits" : fault;
     }
     if (!cli_is_type(pattern)) { // a keyword that may have been abbreviated, or one of several choices
         *kept = pattern.front() == '(' ? value : pattern;

@@ -26,7 +26,7 @@ struct cmds_span {
 [[nodiscard]] std::string cmds_list_text(const std::vector<cmds_span> &spans);
 
 /// Puts a value that fits the pattern word into the form in which it is kept: numbers without zeros in front,
-/// lists in order, addresses in small letters. `longest` bounds free text, 0 leaves that to its type. Returns
-/// null, or why the value cannot be taken, for the user; then `kept` is undefined.
+/// lists in order, addresses in small letters. `longest` bounds free text and hexadecimal digits, 0 leaves
+/// that to the type. Returns null, or why the value cannot be taken, for the user; then `kept` is undefined.
 [[nodiscard]] const char *cmds_keep_value(std::string_view pattern, std::string_view value, size_t longest,
                                           std::string *kept);

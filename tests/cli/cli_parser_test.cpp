@@ -239,6 +239,13 @@ TEST(CliParser, CandidatesFallbackAndWrongArguments) {
     run_line.check({{"show port 13", "W"}, {"show port 12 other", "W"}, {"reload now", "W"}});
     // All that was compared fits, none in number: the fallback.
     run_line.check({{"show port 12 detail x", "n: 12 detail x"}});
+    // A word in full is the one meant, as it is where it would be ambiguous.
+    commands alike{command("no http", nullptr, run<'h'>), command("no http port", nullptr, run<'p'>),
+                   command("no https", nullptr, run<'s'>)};
+    alike.check({{"no http x", "h: x"},
+                 {"no http port 80", "p: 80"},
+                 {"no http po 80", "p: 80"},
+                 {"no https x", "s: x"}});
     commands failing{command("fail", nullptr, fail)};
     EXPECT_EQ(7, cli_session_execute(&failing.session, "fail"));
     EXPECT_EQ("", taken(s_printed));

@@ -120,6 +120,22 @@ TEST_F(Commands, EachIsReachedByItsOwnLineAndExplained) {
     }
 }
 
+TEST_F(Commands, WhatFollowsANoMakesItNoOtherOne) {
+    s_only_reach = true;
+    for (const placed_row &placed : all_rows()) {
+        if (placed.row->form->kind != cmds_kind::undo || placed.row->command.pattern != nullptr) {
+            continue;
+        }
+        cli_session session = cmds_session_in(placed.mode->id);
+        session.mode_mask |= placed.row->command.mode_mask;
+        s_reached = nullptr;
+        const std::string line = joined(good_words(placed.row->form->line)) + " 8080 pasted";
+        EXPECT_EQ(cli_session_execute(&session, line.c_str()), 0) << name_of(placed);
+        ASSERT_NE(s_reached, nullptr) << name_of(placed);
+        EXPECT_STREQ(s_reached->words, placed.row->command.words) << name_of(placed);
+    }
+}
+
 TEST_F(Commands, AWrongWordChangesNothing) {
     for (const placed_row &placed : all_rows()) {
         const std::vector<std::string> pattern = words_of(placed.row->form->line);
@@ -166,6 +182,20 @@ TEST_F(Commands, SettingsAreReplayedAsTheyWereTypedAndTakenBack) {
                 configure(*placed.mode, {line, std::string(placed.row->command.words) + " " + form.initial}),
                 before);
         }
+    }
+}
+
+TEST_F(Commands, LinesWithAMistakeHoldTheirSecretsAllTheSame) {
+    for (const char *line :
+         {"user account bob level user password Tulip-48", "us ac bob lev user pass Tulip-48",
+          "user account bob password Tulip-48", "usr acount bob level user password Tulip-48",
+          "tacacs-plus server-host 10.0.0.1 key Tulip-48", "server-key Tulip-48",
+          "snmp comunity Tulip-48 community public", "dot1x radius primary key Tulip-48"}) {
+        EXPECT_TRUE(cmds_holds_secret(line)) << line;
+    }
+    for (const char *line : {"user password", "no tacacs-plus server-key", "user password-length 9",
+                             "primary 3", "show snmp", "vlan 12", ""}) {
+        EXPECT_FALSE(cmds_holds_secret(line)) << line;
     }
 }
 

@@ -1,10 +1,12 @@
 // Sessions of several clients in one process: accounts, questions and their answers, the factory's
 // configuration, and what shows tell of the configuration.
 
+#include "lib/cli/cli_config.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_status.h"
 #include "lib/cli/screen_length.h"
 #include "lib/cmds/cmds_config.h"
+#include "lib/cmds/cmds_failures.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_password.h"
 #include "lib/cmds/cmds_session.h"
@@ -333,6 +335,38 @@ void show_what_is_configured() {
     EXPECT_EQ("{\"failed\":0,\"lines\":[]}\n", script.type("show startup-config failures"));
 }
 
+// ---- the saved configuration
+
+void read_what_start_would_refuse() {
+    write_saved("set length 1\nset length 30000\n");
+    EXPECT_EQ(
+        "% Invalid value\n\n% Invalid value\n\n% Lines of the saved configuration that cannot be run: 2\n",
+        client().type("show startup-config"));
+}
+
+void tell_that_it_cannot_be_read() {
+    EXPECT_EQ("-2% No configuration has been saved\n", client().type("show startup-config"));
+    ASSERT_EQ(0, ::symlink(k_cmds_saved_config, k_cmds_saved_config));
+    EXPECT_EQ("-2% The saved configuration cannot be read: Too many levels of symbolic links\n",
+              client().type("show startup-config"));
+}
+
+void name_what_failed() {
+    write_saved("hostname -a\nhttp server 80\nvlan 5000\nvlan 5\nreboot force\nname a b\n"
+                "end\nengineering\nno dbg-stp\n");
+    EXPECT_EQ(k_cli_load_failed_lines, cli_load_config(k_cmds_saved_config, cmds_note_failure));
+    EXPECT_EQ(R"({"failed":7,"lines":[)"
+              R"({"line":1,"reason":"A name is letters, digits and hyphens, which do not begin or end it"},)"
+              R"({"line":2,"reason":"wrong argument"},)"
+              R"({"line":3,"reason":"no command of a saved configuration"},)"
+              R"({"line":5,"reason":"no command of a saved configuration"},)"
+              R"({"line":6,"reason":"no command of a saved configuration"},)"
+              R"({"line":8,"reason":"This cannot stand in a saved configuration"},)"
+              R"({"line":9,"reason":"no command of a saved configuration"}]})"
+              "\n",
+              client().json().type("show startup-config failures"));
+}
+
 /// A "reboot" of the test's own, in a folder that nobody else sees and that is searched first.
 void restart_the_machine() {
     for (const int status : {0, 3}) {
@@ -343,14 +377,28 @@ void restart_the_machine() {
     }
 }
 
+void with_typed_passwords(void (*scenario)()) {
+#if ZOP_HAS_LIBCRYPT
+    with_commands(scenario);
+#else
+    static_cast<void>(scenario);
+    GTEST_SKIP() << "no libcrypt to hash passwords by";
+#endif
+}
+
 TEST(Sessions, TheMachineIsRestartedByItsProgramWhichMayFail) {
     with_private({"/usr/sbin"}, restart_the_machine);
 }
-TEST(Sessions, AccountsAreKeptAsHashesAndOneAdministratorStays) { with_commands(keep_accounts); }
-TEST(Sessions, PasswordsThatAreShortAndHashesThatAreNoneAreRefused) { with_commands(refuse_passwords); }
+TEST(Sessions, AccountsAreKeptAsHashesAndOneAdministratorStays) { with_typed_passwords(keep_accounts); }
+TEST(Sessions, PasswordsThatAreShortAndHashesThatAreNoneAreRefused) {
+    with_typed_passwords(refuse_passwords);
+}
 TEST(Sessions, AnAnswerBelongsToTheQuestionOfItsSession) { with_commands(ask_two_at_once); }
 TEST(Sessions, TheFactoryConfigurationTakesBackWhatWasCarriedOut) { with_commands(take_all_back); }
 TEST(Sessions, NamesAreHostNames) { with_commands(name_the_switch); }
+TEST(Sessions, SavedLengthsThatCannotBeSetAreNotShown) { with_commands(read_what_start_would_refuse); }
+TEST(Sessions, ASavedFileThatCannotBeReadIsNotCalledMissing) { with_commands(tell_that_it_cannot_be_read); }
+TEST(Sessions, SavedLinesThatFailAreNamedEachWithItsOwnReason) { with_commands(name_what_failed); }
 TEST(Sessions, ShowsTellWhatIsConfigured) { with_commands(show_what_is_configured); }
 
 } // namespace

@@ -19,6 +19,9 @@ constexpr value_row k_values[] = {
     {"VALUE", "2147483647", "2147483647"},
     {"VALUE", "2147483648", k_refused},
     {"VLANID", "0012", "12"},
+    {"GROUP_ID", "06", "6"},
+    {"GROUP_ID", "0", k_refused},
+    {"GROUP_ID", "7", k_refused},
     {"PORT_ID", "12", "12"},
     {"PORT_ID", "13", k_refused},
     {"PORTLISTS", "5,1-3,2-4,9,10", "1-5,9,10"},
@@ -39,6 +42,8 @@ constexpr value_row k_values[] = {
     {"IPADDR_MASK", "10.0.0.0/33", k_refused},
     {"IPADDR_MASK", "10.0.0.256/8", k_refused},
     {"IPADDR_MASK", "10.0.0.0/8x", k_refused},
+    {"IPV6ADDR", "FE80:0000:0:0:00:0:010:0001", "fe80:0:0:0:0:0:10:1"},
+    {"IPV6ADDR", ":::::::0", "0:0:0:0:0:0:0:0"},
     {"MACADDR", "00:AB:CD:EF:01:02", "00:ab:cd:ef:01:02"},
     {"TIME", "7:5:9", "07:05:09"},
     {"TIME", "23:59:59", "23:59:59"},
@@ -84,6 +89,9 @@ TEST(CmdsValues, FreeTextIsAsLongAsItsTypeOrItsCommandLets) {
     }
     EXPECT_EQ(cmds_keep_value("STRINGS", "12345", 5, &kept), nullptr);
     EXPECT_NE(cmds_keep_value("STRINGS", "123456", 5, &kept), nullptr);
+    EXPECT_EQ(cmds_keep_value("HEX_VALUE", "0x0fFFF", 4, &kept), nullptr);
+    EXPECT_NE(cmds_keep_value("HEX_VALUE", "10000", 4, &kept), nullptr);
+    EXPECT_EQ(cmds_keep_value("IPADDR", "10.0.0.1", 4, &kept), nullptr);
 }
 
 } // namespace

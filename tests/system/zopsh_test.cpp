@@ -442,11 +442,12 @@ void remember_and_paste() {
     at.talk({{"", k_prompt}});
     at.run("configure terminal");
     at.run("user account bob level user password hunter2hunter2");
-    at.talk({{"vlan 7\rvlan 8\r!\rnonsense\rhttp server port 81\rshow uptime ;\r",
-              "zopsh: of 6 lines these failed: 2, 4\r\n"},
+    at.talk({{"vlan 7\rvlan 8\r!\rnonsense\rsnmp system-contact who?me\rhttp server port 81\rshow uptime ;\r",
+              "zopsh: of 7 lines these failed: 2, 4\r\n"},
              {"", k_prompt},
              {"\x04", ""}});
     EXPECT_EQ(0, at.wait());
+    EXPECT_THAT(zopsh({"-c", "show running-config"}).output, HasSubstr("snmp system-contact who?me\n"));
     std::ifstream file(k_history);
     const std::string kept(std::istreambuf_iterator<char>(file), {});
     EXPECT_THAT(kept, testing::AllOf(HasSubstr("configure"), Not(HasSubstr("hunter"))));

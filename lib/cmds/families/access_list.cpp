@@ -58,7 +58,7 @@ constexpr cmds_form k_forms[] = {
         .at_first("0"),
     setting(k_lists, "destination-port <0-65535>", "Fit packets to this TCP or UDP port; 0, any, by default.")
         .at_first("0"),
-    setting(k_list, "ethertype HEX_VALUE", "Fit frames of this ethertype."),
+    setting(k_list, "ethertype HEX_VALUE", "Fit frames of this ethertype.").up_to(4),
     setting(k_lists, "vlan <0-4094>", "Fit frames of this VLAN; 0, any, by default.").at_first("0"),
     setting(k_lists, "802.1p (any|0|1|2|3|4|5|6|7)", "Fit frames of this priority; any by default.")
         .at_first("any"),

@@ -64,7 +64,9 @@ owned_store read_saved() {
     owned_store saved(config_new());
     s_failed_lines = 0;
     if (cmds_read_config(k_cmds_saved_config, *saved, count_failed) == -1) {
-        cli_print("%% No configuration has been saved\n");
+        const int error = errno;
+        error == ENOENT ? cli_print("%% No configuration has been saved\n")
+                        : cli_print("%% The saved configuration cannot be read: %s\n", std::strerror(error));
         return nullptr;
     }
     if (s_failed_lines > 0) {

@@ -4,6 +4,7 @@
 #include "lib/base/result.h"
 #include "lib/base/switch_ports.h"
 #include "lib/base/take_piece.h"
+#include "lib/cli/cli_config.h"
 #include "lib/cli/cli_parser.h"
 #include "lib/cli/csh_status.h"
 #include "lib/cmds/cmds_build.h"
@@ -84,6 +85,9 @@ int32_t enter_mode(int32_t argc, const char *const *argv) {
     const cmds_row &row = cmds_running_row();
     const cmds_mode &mode = mode_with(&cmds_mode::line, row);
     cmds_kept kept;
+    if (cli_is_loading() && mode.unlocks != 0) {
+        return cmds_fail(k_cmds_not_saved);
+    }
     if (const int32_t refused = cmds_keep_line(row, argc, argv, &kept); refused != 0) {
         return refused;
     }

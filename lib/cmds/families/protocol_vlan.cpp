@@ -26,7 +26,8 @@ constexpr cmds_form k_forms[] = {
         .keyed(1),
     setting(k_config, "protocol-vlan group <1-16> (ethernet|snap|llc) HEX_VALUE",
             "Make a group of the frames of this type.")
-        .keyed(1),
+        .keyed(1)
+        .up_to(4),
     setting(k_ports, "protocol-vlan bind group <1-16> vlan <1-4094>",
             "Put untagged frames of this group into a VLAN.")
         .keyed(1),

@@ -10,7 +10,9 @@ namespace {
 
 int32_t set_length(int32_t argc, const char *const *argv) {
     if (cmds_only_records()) {
-        return cmds_record(argc, argv);
+        int32_t length = 0;
+        const int32_t refused = screen_length_read(argv[0], cli_print, &length);
+        return refused == 0 ? cmds_record(argc, argv) : refused;
     }
     const int32_t result = screen_length_set(argv[0], cli_print);
     if (result == k_screen_length_not_stored) {

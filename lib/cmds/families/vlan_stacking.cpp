@@ -44,7 +44,9 @@ constexpr cmds_form k_forms[] = {
     setting(k_ports, "vlan-stacking tunnel-tpid tpid-table <1-4>",
             "Use the TPID of this entry for outer tags.")
         .one_of("vlan-stacking tunnel-tpid"),
-    setting(k_config, "vlan-stacking tpid-table <1-4> HEX_VALUE", "Set a TPID that ports can use.").keyed(1),
+    setting(k_config, "vlan-stacking tpid-table <1-4> HEX_VALUE", "Set a TPID that ports can use.")
+        .keyed(1)
+        .up_to(4),
     setting(k_config, "vlan-stacking tpid-inform (enable|disable)", "Log frames of a wrong TPID, or do not.")
         .at_first("disable"),
     setting(k_config, "svlan-tpid8100 (enable|disable)", "Use 8100 for outer tags, or 88a8.")
