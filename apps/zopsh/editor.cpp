@@ -227,11 +227,23 @@ void note(paste *pasted, bool done) {
     *pasted = {};
 }
 
+/// The answer to a question; nothing when there is none. A line that was pasted after the one that asks is no
+/// answer, unless it is to be a secret one: it was meant as a command.
+std::optional<std::string> answer() {
+    if (s_shell->session.node_kind != k_cli_node_answer || !more_within(0)) {
+        return shell_read_answer(s_shell);
+    }
+    std::printf("%s\n", s_shell->question.c_str());
+    std::fflush(stdout);
+    std::fputs("zopsh: not answered, since more lines were waiting\n", stderr);
+    s_shell->session.node_kind = k_cli_node_command;
+    return std::nullopt;
+}
+
 line_result run_lines(EditLine *editor, History *history) {
     for (paste pasted;;) {
         const bool asking = shell_is_asking(*s_shell);
-        const std::optional<std::string> line =
-            asking ? shell_read_answer(s_shell) : edit_line(editor, history);
+        const std::optional<std::string> line = asking ? answer() : edit_line(editor, history);
         if (idle_is_over()) {
             return line_result::ended;
         }

@@ -91,9 +91,7 @@ std::string explain_values(const shell &sh, const std::string &line, const std::
     return all.empty() ? "" : marked(line, values.front().begin, "expected " + joined(all, ", then "));
 }
 
-} // namespace
-
-std::string shell_explain(const shell &sh, const std::string &line, trouble what) {
+std::string explain(const shell &sh, const std::string &line, trouble what) {
     std::vector<line_word> values; // what is no keyword
     for (const line_word &word : line_words(line)) {
         const std::string up_to = line.substr(0, word.end);
@@ -126,4 +124,16 @@ std::string shell_explain(const shell &sh, const std::string &line, trouble what
         break;
     }
     return "  nothing fits here\n";
+}
+
+} // namespace
+
+std::string shell_explain(const shell &sh, const std::string &line, trouble what) {
+    const std::string text = explain(sh, line, what);
+    const std::string shown = "  " + line + "\n";
+    if (!text.starts_with(shown) || shell_may_remember(sh, line)) {
+        return text;
+    }
+    const size_t mark = text.find('^', shown.size()); // a line with a secret is not shown again
+    return "  line with a secret: " + text.substr(std::min(text.size(), mark + 2));
 }

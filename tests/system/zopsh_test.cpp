@@ -442,6 +442,8 @@ void remember_and_paste() {
     at.talk({{"", k_prompt}});
     at.run("configure terminal");
     at.run("user account bob level user password hunter2hunter2");
+    at.talk({{"end\rreboot\rshow uptime ;\rconfigure terminal\r", "since more lines were waiting\r\n"},
+             {"", "(config)# "}}); // the second one is no answer
     at.talk({{"vlan 7\rvlan 8\r!\rnonsense\rsnmp system-contact who?me\rhttp server port 81\rshow uptime ;\r",
               "zopsh: of 7 lines these failed: 2, 4\r\n"},
              {"", k_prompt},
