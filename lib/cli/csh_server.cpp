@@ -56,11 +56,10 @@ void apply_status(int32_t status, status_text &text) {
     }
 }
 
-/// Ends what goes on for a client, if anything does.
+/// Ends all that goes on for a client.
 void give_up(int32_t pid) {
-    const csh_kept_reply *const kept = csh_kept_of_client(pid);
-    if (kept != nullptr && s_services.give_up != nullptr) {
-        s_services.give_up(kept->ticket);
+    if (s_services.give_up != nullptr) {
+        csh_kept_of_client(pid, s_services.give_up);
     }
 }
 
