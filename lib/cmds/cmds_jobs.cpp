@@ -82,6 +82,14 @@ void cmds_jobs_give_up(int32_t ticket) {
     }
 }
 
+void cmds_jobs_finish() {
+    for (job &running : s_jobs) {
+        if (running.ticket != 0) {
+            end(&running);
+        }
+    }
+}
+
 void cmds_jobs_end_all() {
     for (const job &running : s_jobs) {
         if (running.ticket != 0) {

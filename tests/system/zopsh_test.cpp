@@ -247,14 +247,29 @@ void type_lines() {
     EXPECT_EQ(1, WEXITSTATUS(alone.wait()));
 }
 
+/// A "ping" that ends when it is told to.
+void make_endless_ping() {
+    std::ofstream("/usr/sbin/ping") << "#!/bin/sh\ntrap 'echo last; exit 3' INT\necho \"$@\"\n"
+                                       "while :; do sleep 0.05; done\n";
+    fs::permissions("/usr/sbin/ping", fs::perms::owner_all);
+}
+
+/// Whether none of this address runs, which other tests do not use.
+bool no_ping_runs(const std::string &address) {
+    return run_command({"pgrep", "-f", "^/bin/sh /usr/sbin/ping .*" + address}).status == 1;
+}
+
 void start_anew() {
     if (own_program("zop_serv").size() > 1) {
         return; // an emulator starts nothing anew
     }
     fs::create_directory("/var/config");
+    make_endless_ping();
     management server;
     terminal at(24);
     terminal other(24);
+    terminal pinging(24);
+    pinging.talk({{"", k_prompt}, {"ping 127.0.0.2\r", "-c 4 127.0.0.2\r\n"}});
     other.talk({{"", k_prompt}});
     at.talk({{"", k_prompt}});
     for (const char *line : {"conf t", "hostname saved", "write memory", "hostname lost", "end"}) {
@@ -266,6 +281,8 @@ void start_anew() {
     EXPECT_EQ("y\r\nThe switch restarts. Please wait.\r\n", at.talk({{"y\r", "wait.\r\n"}}));
     EXPECT_TRUE(eventually([] { return zopsh({"-c", "show running-config"}).output == "hostname saved\n"; }));
     EXPECT_THAT(other.run("show running-config"), HasSubstr("\r\nhostname saved\r\n")) << "as before";
+    pinging.talk({{"", k_prompt}});
+    EXPECT_TRUE(no_ping_runs("127.0.0.2")) << "nobody would know of it";
     EXPECT_EQ(1, zopsh({"-c", "reboot"}).status) << "nobody to ask";
     server.end();
     EXPECT_FALSE(fs::exists("/tmp/csh_serv") || fs::exists("/tmp/ipc_zop_serv_addr"));
@@ -456,16 +473,14 @@ void remember_and_paste() {
 }
 
 void run_beside_the_server() {
-    std::ofstream("/usr/sbin/ping") << "#!/bin/sh\ntrap 'echo last; exit 3' INT\necho \"$@\"\n"
-                                       "while :; do sleep 0.05; done\n";
-    fs::permissions("/usr/sbin/ping", fs::perms::owner_all);
+    make_endless_ping();
     management server;
     terminal at(24);
     at.talk({{"", k_prompt}, {"ping 127.0.0.1 -s 100\r", "-c 4 -s 100 127.0.0.1\r\n"}});
     EXPECT_EQ(0, zopsh({"-c", "show version"}).status) << "others are served";
     EXPECT_THAT(at.talk({{"\x03", k_prompt}}), HasSubstr("last\r\n"));
-    const auto none_runs = [] { return run_command({"pgrep", "-f", "^/bin/sh /usr/sbin/ping"}).status == 1; };
     at.talk({{"ping 127.0.0.1\r", "-c 4 127.0.0.1\r\n"}});
+    const auto none_runs = [] { return no_ping_runs("127.0.0.1"); };
     EXPECT_FALSE(none_runs());
     ::kill(at.pid(), SIGKILL);
     EXPECT_EQ(SIGKILL, at.wait());
@@ -484,7 +499,9 @@ TEST(Zopsh, CommandsThatTakeLongRunBesideTheServer) {
 }
 TEST(Zopsh, ServersThatAnswerLateOrNoOrNever) { with_private({"/tmp"}, meet_odd_servers); }
 TEST(Zopsh, ASessionThatNobodyTypesAtEnds) { with_private({"/tmp"}, end_when_idle); }
-TEST(Zopsh, ARestartIsAskedForAndLosesWhatWasNotSaved) { with_private({"/tmp", "/var"}, start_anew); }
+TEST(Zopsh, ARestartIsAskedForAndLosesWhatWasNotSaved) {
+    with_private({"/tmp", "/var", "/usr/sbin"}, start_anew);
+}
 TEST(Zopsh, AnswersAreNotRememberedNorSecretsShown) { with_private({"/tmp"}, ask_for_secrets); }
 TEST(Zopsh, ACommandSlowerThanTheLimitEndsNoSession) { with_private({"/tmp"}, outlive_a_slow_command); }
 TEST(Zopsh, ScriptsReadExitStatusesAndReasons) { with_private({"/tmp", "/var"}, run_scripts); }
