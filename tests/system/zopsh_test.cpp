@@ -31,6 +31,7 @@ public:
     management() : m_process(own_program("zop_serv", {"--desk"}), -1) {
         EXPECT_TRUE(eventually([] { return fs::exists("/tmp/csh_serv"); }));
     }
+    [[nodiscard]] pid_t pid() const { return m_process.pid(); }
     void end() {
         m_process.terminate();
         EXPECT_EQ(128 + SIGTERM, m_process.wait());
@@ -282,6 +283,9 @@ void start_anew() {
     EXPECT_TRUE(eventually([] { return zopsh({"-c", "show running-config"}).output == "hostname saved\n"; }));
     EXPECT_THAT(other.run("show running-config"), HasSubstr("\r\nhostname saved\r\n")) << "as before";
     pinging.talk({{"", k_prompt}});
+    std::string name;
+    std::getline(std::ifstream("/proc/" + std::to_string(server.pid()) + "/comm"), name);
+    EXPECT_EQ("zop_serv", name) << "found by pidof and the like";
     EXPECT_TRUE(no_ping_runs("127.0.0.2")) << "nobody would know of it";
     EXPECT_EQ(1, zopsh({"-c", "reboot"}).status) << "nobody to ask";
     server.end();
