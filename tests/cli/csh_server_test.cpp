@@ -66,12 +66,20 @@ int32_t keep_reply(int32_t /*argc*/, const char *const * /*argv*/) {
     return 0;
 }
 
+int32_t print_carelessly(int32_t /*argc*/, const char *const * /*argv*/) {
+    cli_print("first\n");
+    cli_print("second\n");
+    return 0;
+}
+
+constexpr cli_command k_careless = {"careless", 0x4, 0, nullptr, print_carelessly, {}};
 constexpr cli_command k_keep = {"keep", 0x4, 0, nullptr, keep_reply, {}};
 constexpr cli_command k_print = {"print", 0x4, 0, "STRINGS", print_words, {}};
 constexpr cli_command k_status = {"status", 0x4, 0, "HEX_VALUE", set_status, {}};
 
 void install() {
-    if (cli_install(5, &k_print) == 0 && cli_install(5, &k_status) == 0 && cli_install(5, &k_keep) == 0) {
+    const auto installed = [](const cli_command *command) { return cli_install(5, command) == 0; };
+    if (installed(&k_print) && installed(&k_status) && installed(&k_keep) && installed(&k_careless)) {
         note_step("modules");
     }
 }
@@ -336,7 +344,11 @@ void refuse_planted_files() {
         const csh_message reply = c.exchange(request(k_csh_execute, "print lost", pid));
         EXPECT_EQ(1, reply.type) << pid;
         EXPECT_EQ(k_not_printed, reply.result2) << pid;
+        const csh_message lost = c.exchange(request(k_csh_execute, "careless", pid));
+        EXPECT_EQ(-2, lost.result2) << "what nobody sees is no success";
+        EXPECT_TRUE(std::string_view(lost.text).starts_with("What it printed is lost: ")) << lost.text;
     }
+    EXPECT_EQ(0, c.exchange(request(k_csh_execute, "careless", 7)).result2);
     EXPECT_EQ("kept", content("/tmp/victim"));
     EXPECT_TRUE(!is_others || content("/tmp/ttyout-6") == "kept");
     EXPECT_FALSE(fs::exists("/tmp/missing"));
