@@ -23,11 +23,13 @@
 #include "lib/sasi/sasi.h"
 #include "lib/services/services.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <getopt.h>
 #include <grp.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -246,6 +248,7 @@ int serve(const options &wanted) {
 int main(int argc, char **argv) {
     hold_standard_streams();
     s_arguments = argv;
+    ::prctl(PR_SET_NAME, program_invocation_short_name); // what has started anew is called "exe"
     options wanted;
     const int early = parse(argc, argv, &wanted);
     if (early >= 0) {

@@ -4,6 +4,7 @@
 #include "lib/base/local_socket.h"
 #include "lib/base/result.h"
 #include "lib/cli/csh_server.h"
+#include "lib/cmds/cmds_jobs.h"
 #include "lib/services/restart.h"
 #include "lib/services/services.h"
 
@@ -22,6 +23,7 @@ constexpr int k_status_failed = 1;
 [[noreturn]] void start_anew(char **arguments) {
     std::printf("zop_serv: starts anew\n");
     std::fflush(stdout);
+    cmds_jobs_finish();
     local_remove_bound();
     console_settle();
     console_end();

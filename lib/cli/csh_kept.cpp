@@ -32,11 +32,15 @@ csh_kept_reply *csh_kept_find(int32_t ticket) {
     return ticket > 0 ? find([=](const csh_kept_reply &kept) { return kept.ticket == ticket; }) : nullptr;
 }
 
-csh_kept_reply *csh_kept_of_client(int32_t pid) {
-    return find([=](const csh_kept_reply &kept) { return kept.ticket != 0 && kept.message.pid == pid; });
-}
-
 void csh_kept_free(csh_kept_reply *kept) { *kept = {}; }
+
+void csh_kept_of_client(int32_t pid, void (*tell)(int32_t ticket)) {
+    for (const csh_kept_reply &kept : s_kept) {
+        if (kept.ticket != 0 && kept.message.pid == pid) {
+            tell(kept.ticket);
+        }
+    }
+}
 
 void csh_kept_orphans(void (*tell)(int32_t ticket)) {
     for (const csh_kept_reply &kept : s_kept) {

@@ -24,12 +24,14 @@ struct csh_kept_reply {
 /// Takes a place for a reply. Returns it with its ticket set, null when all are taken.
 csh_kept_reply *csh_kept_take();
 
-/// The reply of a ticket, or of a client's process; null when there is none.
+/// The reply of a ticket; null when there is none.
 csh_kept_reply *csh_kept_find(int32_t ticket);
-csh_kept_reply *csh_kept_of_client(int32_t pid);
 
 /// Frees a place.
 void csh_kept_free(csh_kept_reply *kept);
+
+/// Calls `tell` with the ticket of each reply of a client's process: it may have sent lines without waiting.
+void csh_kept_of_client(int32_t pid, void (*tell)(int32_t ticket));
 
 /// Calls `tell` with the ticket of each reply whose client's process is no more.
 void csh_kept_orphans(void (*tell)(int32_t ticket));

@@ -20,6 +20,7 @@ namespace {
 std::atomic<int32_t> s_server_thread = 0; // the kernel's id of it; 0: there is no server
 int32_t s_client = 0;                     // the server thread's, as the next one is
 uid_t s_client_user = 0;
+int32_t s_error = 0; // of the first text that was lost since the file was emptied; 0: none was
 
 int32_t thread_id() { return static_cast<int32_t>(::syscall(SYS_gettid)); }
 
@@ -42,7 +43,18 @@ unique_fd open_output() {
     if (!file.fd.valid() && errno == ENOENT) {
         file = plain_file_open(path, O_WRONLY | O_APPEND | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
     }
-    return file.fd.valid() && is_owner(file.owner) ? std::move(file.fd) : unique_fd();
+    if (file.fd.valid() && !is_owner(file.owner)) {
+        file.fd.reset();
+        errno = EPERM;
+    }
+    return std::move(file.fd);
+}
+
+int lose_text(int error) {
+    if (is_server_thread() && s_error == 0) {
+        s_error = error;
+    }
+    return -1;
 }
 
 } // namespace
@@ -55,6 +67,7 @@ void csh_output_set_client(int32_t pid, uid_t user) {
 }
 
 void csh_output_truncate() {
+    s_error = 0;
     const unique_fd file = open_output();
     if (file.valid()) {
         // Of a file that has just been opened to be written it cannot fail.
@@ -72,7 +85,7 @@ int cli_print(const char *format, ...) {
     unique_fd fd = open_output();
     std::FILE *const file = fd.valid() ? ::fdopen(fd.get(), "a") : nullptr;
     if (file == nullptr) {
-        return -1;
+        return lose_text(errno);
     }
     ignore_result(fd.release()); // it is the stream's now
     va_list arguments;
@@ -80,5 +93,7 @@ int cli_print(const char *format, ...) {
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is initialised
     const int length = std::vfprintf(file, format, arguments);
     va_end(arguments);
-    return std::fclose(file) == 0 ? length : -1;
+    return std::fclose(file) == 0 && length >= 0 ? length : lose_text(errno);
 }
+
+int32_t csh_output_error() { return s_error; }

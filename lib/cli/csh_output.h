@@ -16,5 +16,9 @@ void csh_output_set_client(int32_t pid, uid_t user);
 /// client of another user than the server's makes its file itself.
 void csh_output_truncate();
 
+/// Why something that the server's thread has printed since the last csh_output_truncate is lost, an errno; 0
+/// when nothing is.
+int32_t csh_output_error();
+
 /// Removes the current client's output file.
 void csh_output_remove();

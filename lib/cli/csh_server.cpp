@@ -29,6 +29,7 @@ constexpr const char *k_saved_config = "/var/config/zopsh_config.save";
 constexpr const char *k_dhcp_pid_file = "/var/run/udhcpc.pid";
 constexpr const char *k_management_interface = "tap0";
 
+constexpr int32_t k_output_lost = -2; // the result of a line that has done its work
 constexpr int32_t k_send_attempts = 5;
 constexpr useconds_t k_failure_pause_us = 10000;
 constexpr int64_t k_look_us = 1000000;
@@ -57,11 +58,20 @@ void apply_status(int32_t status, status_text &text) {
     }
 }
 
-/// Ends what goes on for a client, if anything does.
+/// Ends all that goes on for a client.
 void give_up(int32_t pid) {
-    const csh_kept_reply *const kept = csh_kept_of_client(pid);
-    if (kept != nullptr && s_services.give_up != nullptr) {
-        s_services.give_up(kept->ticket);
+    if (s_services.give_up != nullptr) {
+        csh_kept_of_client(pid, s_services.give_up);
+    }
+}
+
+/// What the user does not see is no success: a configuration that was shown into a full "/tmp", say.
+void tell_loss(csh_message *message) {
+    if (const int32_t error = csh_output_error(); error != 0 && message->result2 == 0) {
+        message->result2 = k_output_lost;
+        std::memset(message->text, 0, sizeof message->text);
+        std::snprintf(message->text, sizeof message->text, "What it printed is lost: %s",
+                      std::strerror(error));
     }
 }
 
@@ -70,6 +80,7 @@ void execute(csh_message *message, const char *line) {
     csh_output_truncate();
     message->result2 = cli_session_execute(&message->session, line);
     message->result1 = cli_last_status();
+    tell_loss(message);
     apply_status(message->result1, message->text);
 }
 

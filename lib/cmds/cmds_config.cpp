@@ -167,6 +167,9 @@ std::vector<config_context> cmds_contexts() {
     }
     if (contexts.empty()) {
         cmds_fail("What was being configured has gone; leave by exit");
+    } else if (std::find(contexts.begin(), contexts.end(), k_config_none) != contexts.end()) {
+        cmds_fail(k_cmds_full); // a port's, or that of a VLAN of a list which has been removed meanwhile
+        contexts.clear();
     }
     return contexts;
 }

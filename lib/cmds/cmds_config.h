@@ -40,7 +40,7 @@ struct cmds_kept {
 int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *argv, cmds_kept *kept);
 
 /// The contexts of the configuration that the session's commands are about; none, after telling the user,
-/// when what the session was in has gone.
+/// when what the session was in has gone, or there is no room for one.
 std::vector<config_context> cmds_contexts();
 
 /// Makes these VLANs, a list in the form in which it is kept, what the session's commands are about; VLANs

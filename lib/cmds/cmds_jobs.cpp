@@ -18,6 +18,7 @@ struct job {
     int32_t ticket = 0; // 0: free
     program run;
     bool interrupted = false;
+    bool lost = false; // of what it has printed, something
 };
 
 std::array<job, 10> s_jobs = {};
@@ -32,7 +33,7 @@ void end(job *ended) {
     ::close(ended->run.output);
     ::kill(-ended->run.process, SIGKILL); // what it has started and left behind
     const int status = program_wait(ended->run.process);
-    csh_answer(ended->ticket, status == 0 ? 0 : k_cmds_failed);
+    csh_answer(ended->ticket, status == 0 && !ended->lost ? 0 : k_cmds_failed);
     *ended = {};
 }
 
@@ -47,7 +48,7 @@ void pass_on(int fd) {
     if (length <= 0) {
         end(from);
     } else if (csh_select_kept(from->ticket)) {
-        cli_print("%.*s", static_cast<int>(length), piece.data());
+        from->lost = cli_print("%.*s", static_cast<int>(length), piece.data()) < 0 || from->lost;
     }
 }
 
@@ -70,7 +71,7 @@ int32_t cmds_jobs_take(const program &started) {
         evtChanDel(started.output);
         return refuse(started);
     }
-    *place = {ticket, started, false};
+    *place = {ticket, started, false, false};
     return 0;
 }
 
@@ -79,6 +80,14 @@ void cmds_jobs_give_up(int32_t ticket) {
     if (running != nullptr) {
         ::kill(-running->run.process, running->interrupted ? SIGKILL : SIGINT);
         running->interrupted = true;
+    }
+}
+
+void cmds_jobs_finish() {
+    for (job &running : s_jobs) {
+        if (running.ticket != 0) {
+            end(&running);
+        }
     }
 }
 

@@ -14,5 +14,9 @@ int32_t cmds_jobs_take(const program &started);
 /// Ends the program of a reply that was kept back: with SIGINT, and the second time with SIGKILL.
 void cmds_jobs_give_up(int32_t ticket);
 
+/// Ends all programs at once and answers their clients, as the process starts anew: they would be its
+/// children again, and nobody would know of them.
+void cmds_jobs_finish();
+
 /// Ends all programs at once, as the process itself ends. Safe in a signal handler.
 void cmds_jobs_end_all();

@@ -23,9 +23,17 @@ bool is_initial(const cmds_form &form, const cmds_kept &kept) {
     return form.initial != nullptr && (is_on_at_first(form) || kept.value == form.initial);
 }
 
+/// Whether there is room for a setting in every context; one that is there is replaced.
+bool has_room(const std::vector<config_context> &contexts, uint32_t rank, std::string_view key) {
+    const auto made = std::count_if(contexts.begin(), contexts.end(), [=](config_context context) {
+        return config_find(cmds_store(), context, rank, key) == nullptr;
+    });
+    return static_cast<size_t>(made) <= config_room(cmds_store());
+}
+
 /// Puts a setting into every context, or into none.
 int32_t record(const std::vector<config_context> &contexts, const config_setting &setting) {
-    if (config_room(cmds_store()) < contexts.size()) {
+    if (!has_room(contexts, setting.rank, setting.key)) {
         return cmds_fail(k_cmds_full);
     }
     const bool done = std::all_of(contexts.begin(), contexts.end(), [&](config_context context) {
@@ -91,6 +99,11 @@ int32_t change(const cmds_row &row, int32_t argc, const char *const *argv) {
     if (const char *const fault = row.form->prepare != nullptr ? row.form->prepare(&line.kept) : nullptr;
         fault != nullptr) {
         return cmds_refuse(fault);
+    }
+    // Nothing is carried out that could not be kept.
+    const bool records = on ? !is_initial(*row.form, line.kept) : is_on_at_first(*set.form);
+    if (records && !has_room(line.contexts, cmds_rank(set), on ? line.kept.key : line.kept.value)) {
+        return cmds_fail(k_cmds_full);
     }
     const cmds_carried carried =
         cmds_carry_out(on, set.command.words, line.kept, cmds_rank(set), line.contexts);

@@ -221,12 +221,38 @@ size_t longest_of(std::string_view type) {
     return type.ends_with("PATH") || type.ends_with("HOST") ? 2 * k_text_max : k_text_max;
 }
 
-/// Nothing in it moves a cursor or ends a line.
+/// Takes the first character off a text in UTF-8. Returns its number; 0 when it is none, or is written longer
+/// than it has to be.
+uint32_t take_character(std::string_view *text) {
+    const auto first = static_cast<uint8_t>(text->front());
+    const size_t length = first < 0x80 ? 1 : first < 0xC0 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    constexpr uint32_t k_least[] = {1, 0, 0x80, 0x800, 0x10000};
+    if (length == 0 || first >= 0xF8 || text->size() < length) {
+        return 0;
+    }
+    uint32_t number = length == 1 ? first : first & (0x7FU >> length);
+    for (const char c : text->substr(1, length - 1)) {
+        const auto byte = static_cast<uint8_t>(c);
+        if ((byte & 0xC0) != 0x80) {
+            return 0;
+        }
+        number = number << 6 | (byte & 0x3FU);
+    }
+    text->remove_prefix(length);
+    return number >= k_least[length] ? number : 0;
+}
+
+/// Nothing in it moves a cursor or ends a line, and as JSON it stays what it is. Terminals take 0x80 to 0x9F
+/// for control characters, too.
 bool is_printable(std::string_view text) {
-    return std::none_of(text.begin(), text.end(), [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < ' ' || byte == 0x7F;
-    });
+    while (!text.empty()) {
+        const uint32_t number = take_character(&text);
+        const bool surrogate = number >= 0xD800 && number <= 0xDFFF;
+        if (number < ' ' || (number >= 0x7F && number < 0xA0) || surrogate || number > 0x10FFFF) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace

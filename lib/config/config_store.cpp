@@ -47,7 +47,10 @@ std::string_view without_zeros(std::string_view number) {
 }
 
 int compare_words(std::string_view a, std::string_view b) {
-    if (is_number(a) && is_number(b)) {
+    if (is_number(a) != is_number(b)) { // or "10" < "1a" < "2" < "10"
+        return is_number(a) ? -1 : 1;
+    }
+    if (is_number(a)) {
         const std::string_view x = without_zeros(a);
         const std::string_view y = without_zeros(b);
         if (x != y) {

@@ -80,9 +80,9 @@ bool config_unset(config_store &store, config_context number, uint32_t rank, std
 void config_clear(config_store &store);
 
 /// Calls `tell` with every line, in order: the global settings, then each context with its own. Ranks go
-/// first, then keys, word by word, numbers by their value. `line` is empty when the configuration goes over
-/// to the contexts, so that the lines that enter one can be told: those after an empty line, and those after
-/// a "!".
+/// first, then keys, word by word, numbers by their value and before other words. `line` is empty when the
+/// configuration goes over to the contexts, so that the lines that enter one can be told: those after an
+/// empty line, and those after a "!".
 struct config_line {
     std::string_view line;
     uint32_t secret;

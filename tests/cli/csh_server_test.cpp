@@ -61,11 +61,25 @@ int32_t set_status(int32_t /*argc*/, const char *const *argv) {
     return 5;
 }
 
+int32_t keep_reply(int32_t /*argc*/, const char *const * /*argv*/) {
+    note_step("keep " + std::to_string(csh_keep_reply()));
+    return 0;
+}
+
+int32_t print_carelessly(int32_t /*argc*/, const char *const * /*argv*/) {
+    cli_print("first\n");
+    cli_print("second\n");
+    return 0;
+}
+
+constexpr cli_command k_careless = {"careless", 0x4, 0, nullptr, print_carelessly, {}};
+constexpr cli_command k_keep = {"keep", 0x4, 0, nullptr, keep_reply, {}};
 constexpr cli_command k_print = {"print", 0x4, 0, "STRINGS", print_words, {}};
 constexpr cli_command k_status = {"status", 0x4, 0, "HEX_VALUE", set_status, {}};
 
 void install() {
-    if (cli_install(5, &k_print) == 0 && cli_install(5, &k_status) == 0) {
+    const auto installed = [](const cli_command *command) { return cli_install(5, command) == 0; };
+    if (installed(&k_print) && installed(&k_status) && installed(&k_keep) && installed(&k_careless)) {
         note_step("modules");
     }
 }
@@ -88,6 +102,7 @@ csh_startup startup() {
     };
     s.services.make_auxiliary = [](int32_t pid) { return pid + 1; };
     s.services.take_auxiliary = [](int32_t value) { note_step("auxiliary " + std::to_string(value)); };
+    s.services.give_up = [](int32_t ticket) { note_step("end " + std::to_string(ticket)); };
     s.services.authenticate = [](int32_t type, const char *text) { return text[0] == '-' ? -1 : type; };
     s.services.authenticate_18 = [](int32_t, const char *) { return 180; };
     return s;
@@ -134,6 +149,8 @@ public:
         EXPECT_EQ(0, local_bind(m_fd.get(), own.c_str(), k_no_group));
         EXPECT_TRUE(eventually([this] { return local_connect(m_fd.get(), k_csh_server_path) == 0; }));
     }
+
+    void send(const csh_message &message) { EXPECT_EQ(572, ::send(m_fd.get(), &message, sizeof message, 0)); }
 
     /// Sends the first `size` bytes of a message; the reply, or one of type -1 when none comes.
     csh_message exchange(csh_message message, size_t size = sizeof(csh_message)) {
@@ -327,15 +344,34 @@ void refuse_planted_files() {
         const csh_message reply = c.exchange(request(k_csh_execute, "print lost", pid));
         EXPECT_EQ(1, reply.type) << pid;
         EXPECT_EQ(k_not_printed, reply.result2) << pid;
+        const csh_message lost = c.exchange(request(k_csh_execute, "careless", pid));
+        EXPECT_EQ(-2, lost.result2) << "what nobody sees is no success";
+        EXPECT_TRUE(std::string_view(lost.text).starts_with("What it printed is lost: ")) << lost.text;
     }
+    EXPECT_EQ(0, c.exchange(request(k_csh_execute, "careless", 7)).result2);
     EXPECT_EQ("kept", content("/tmp/victim"));
     EXPECT_TRUE(!is_others || content("/tmp/ttyout-6") == "kept");
     EXPECT_FALSE(fs::exists("/tmp/missing"));
 }
 
+void send_without_waiting() {
+    const server running(short_startup());
+    client c;
+    client other;
+    for (client *who : {&c, &c, &other}) {
+        who->send(request(k_csh_execute, "keep", who == &c ? ::getpid() : ::getppid()));
+    }
+    EXPECT_EQ(1, c.exchange(request(k_csh_give_up, "", ::getpid())).type);
+    EXPECT_EQ("modules\nservices\nkeep 1\nend 1\nkeep 2\nkeep 3\nend 1\nend 2\n", content("/tmp/steps"))
+        << "of all lines of this client, and nobody else's";
+}
+
 TEST(CshServer, ServesEveryRequest) { with_private({"/tmp", "/var"}, serve_everything); }
 TEST(CshServer, StatusesHoldTheShellAndLetItGo) { with_private({"/tmp", "/var"}, hold_the_shell); }
 TEST(CshServer, AnEleventhClientNeedsOneThatIsGone) { with_private({"/tmp", "/var"}, register_clients); }
+TEST(CshServer, WhoWaitsNoLongerDoesSoForNoneOfItsLines) {
+    with_private({"/tmp", "/var"}, send_without_waiting);
+}
 TEST(CshServer, AMessageIsItsSenders) { with_private({"/tmp", "/var"}, speak_for_others); }
 TEST(CshServer, TheAddressIsRenewedOrSet) { with_private({"/tmp", "/var"}, apply_addresses); }
 TEST(CshServer, PlantedOutputFilesLeadNowhere) { with_private({"/tmp", "/var"}, refuse_planted_files); }

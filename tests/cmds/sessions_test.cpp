@@ -280,6 +280,36 @@ void take_all_back() {
     EXPECT_EQ(before, saved());
 }
 
+void fill_up() {
+    const std::string full = "-2% The configuration is full\n";
+    client at(k_cli_mode_config);
+    client port(k_cli_mode_config);
+    for (const char *line : {"hostname north", "vlan range 2-3", "name a", "exit"}) {
+        EXPECT_EQ("", at.type(line)) << line;
+    }
+    port.type("interface gigabitethernet1/0/ 3");
+    const config_context filler = config_enter(cmds_store(), {0, "", "filler", 0}, false);
+    for (int32_t key = 1; config_room(cmds_store()) > 1; key++) {
+        ASSERT_TRUE(config_set(cmds_store(), filler, {0, std::to_string(key), "line", 0}));
+    }
+    s_calls.clear();
+    EXPECT_EQ("", at.type("hostname south")) << "it takes no more room than the other name";
+    at.type("vlan range 2-3");
+    EXPECT_EQ("", at.type("name b"));
+    EXPECT_EQ("+hostname south", s_calls.front());
+    s_calls.clear();
+    EXPECT_EQ(full, at.type("unknown-unicast drop")) << "there is room for one of the two";
+    at.type("exit");
+    EXPECT_EQ("", at.type("no http server"));
+    EXPECT_EQ(full, at.type("no telnet server"));
+    EXPECT_EQ("", at.type("telnet server")) << "as it is at first";
+    EXPECT_EQ(full, port.type("no vlan pvid")) << "the port is nowhere in the configuration";
+    EXPECT_EQ((std::vector<std::string>{"-http server", "+telnet server"}), s_calls)
+        << "what cannot be kept is not carried out";
+    ASSERT_TRUE(config_leave_out(cmds_store(), filler));
+    EXPECT_EQ("hostname south\nno http server\n\nvlan 2\nname b\n!\nvlan 3\nname b\n!\n", running());
+}
+
 // ---- names and shows
 
 void name_the_switch() {
@@ -395,6 +425,7 @@ TEST(Sessions, PasswordsThatAreShortAndHashesThatAreNoneAreRefused) {
 }
 TEST(Sessions, AnAnswerBelongsToTheQuestionOfItsSession) { with_commands(ask_two_at_once); }
 TEST(Sessions, TheFactoryConfigurationTakesBackWhatWasCarriedOut) { with_commands(take_all_back); }
+TEST(Sessions, AFullConfigurationIsChangedButNotExceeded) { with_commands(fill_up); }
 TEST(Sessions, NamesAreHostNames) { with_commands(name_the_switch); }
 TEST(Sessions, SavedLengthsThatCannotBeSetAreNotShown) { with_commands(read_what_start_would_refuse); }
 TEST(Sessions, ASavedFileThatCannotBeReadIsNotCalledMissing) { with_commands(tell_that_it_cannot_be_read); }

@@ -64,6 +64,15 @@ constexpr value_row k_values[] = {
     {"STRINGS", "caf\xc3\xa9", "caf\xc3\xa9"},
     {"STRINGS", "bell\a", k_refused},
     {"STRINGS", "delete\x7f", k_refused},
+    {"STRINGS", "\xc2\xa0\xed\x9f\xbf\xf4\x8f\xbf\xbf", "\xc2\xa0\xed\x9f\xbf\xf4\x8f\xbf\xbf"},
+    {"STRINGS", "a\xc2\x9b", k_refused},            // what a terminal obeys
+    {"STRINGS", "\x9b", k_refused},                 // no UTF-8: a continuation,
+    {"STRINGS", "caf\xc3", k_refused},              // a half,
+    {"STRINGS", "\xc3(", k_refused},                // another one,
+    {"STRINGS", "\xe0\x82\x9b", k_refused},         // more bytes than it takes,
+    {"STRINGS", "\xed\xa0\x80", k_refused},         // a surrogate,
+    {"STRINGS", "\xf4\x90\x80\x80", k_refused},     // beyond the last,
+    {"STRINGS", "\xf8\x88\x80\x80\x80", k_refused}, // of five bytes
     {"(enable|disable)", "enable", "enable"},
     {"recovery", "rec", "recovery"},
 };

@@ -3,6 +3,7 @@
 #include "lib/base/result.h"
 #include "lib/config/config_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -161,6 +162,17 @@ TEST(Config, StandsInOneOrderHoweverItWasTyped) {
     EXPECT_TRUE(config_leave_out(*store, two));
     EXPECT_EQ(config_text(*store),
               "hostname b\nuser b 9\nuser b 10\n\ninterface 1\nshutdown\n!\nvlan 10\nname ten\n!\n");
+}
+
+TEST(Config, NamesThatBeginAsNumbersDoHaveOnePlaceEach) {
+    std::vector<std::string> names = {"1", "10", "1a", "2", "a"};
+    do {
+        const owned_store store(config_new());
+        for (const std::string &name : names) {
+            ASSERT_TRUE(put(*store, k_config_global, 9, name, "user " + name));
+        }
+        ASSERT_EQ(config_text(*store), "user 1\nuser 2\nuser 10\nuser 1a\nuser a\n");
+    } while (std::next_permutation(names.begin(), names.end()));
 }
 
 TEST(Config, AContextThatHasGoneIsNobodys) {

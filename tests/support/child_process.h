@@ -14,6 +14,7 @@ public:
     child_process(const child_process &) = delete;
     child_process &operator=(const child_process &) = delete;
 
+    [[nodiscard]] pid_t pid() const { return m_pid; }
     void terminate() const; // SIGTERM
     /// Waits for its end, at most 20 s. The exit status as a shell gives it; -1 when it did not end.
     int wait();

@@ -31,6 +31,7 @@ public:
     management() : m_process(own_program("zop_serv", {"--desk"}), -1) {
         EXPECT_TRUE(eventually([] { return fs::exists("/tmp/csh_serv"); }));
     }
+    [[nodiscard]] pid_t pid() const { return m_process.pid(); }
     void end() {
         m_process.terminate();
         EXPECT_EQ(128 + SIGTERM, m_process.wait());
@@ -247,14 +248,29 @@ void type_lines() {
     EXPECT_EQ(1, WEXITSTATUS(alone.wait()));
 }
 
+/// A "ping" that ends when it is told to.
+void make_endless_ping() {
+    std::ofstream("/usr/sbin/ping") << "#!/bin/sh\ntrap 'echo last; exit 3' INT\necho \"$@\"\n"
+                                       "while :; do sleep 0.05; done\n";
+    fs::permissions("/usr/sbin/ping", fs::perms::owner_all);
+}
+
+/// Whether none of this address runs, which other tests do not use.
+bool no_ping_runs(const std::string &address) {
+    return run_command({"pgrep", "-f", "^/bin/sh /usr/sbin/ping .*" + address}).status == 1;
+}
+
 void start_anew() {
     if (own_program("zop_serv").size() > 1) {
         return; // an emulator starts nothing anew
     }
     fs::create_directory("/var/config");
+    make_endless_ping();
     management server;
     terminal at(24);
     terminal other(24);
+    terminal pinging(24);
+    pinging.talk({{"", k_prompt}, {"ping 127.0.0.2\r", "-c 4 127.0.0.2\r\n"}});
     other.talk({{"", k_prompt}});
     at.talk({{"", k_prompt}});
     for (const char *line : {"conf t", "hostname saved", "write memory", "hostname lost", "end"}) {
@@ -266,6 +282,11 @@ void start_anew() {
     EXPECT_EQ("y\r\nThe switch restarts. Please wait.\r\n", at.talk({{"y\r", "wait.\r\n"}}));
     EXPECT_TRUE(eventually([] { return zopsh({"-c", "show running-config"}).output == "hostname saved\n"; }));
     EXPECT_THAT(other.run("show running-config"), HasSubstr("\r\nhostname saved\r\n")) << "as before";
+    pinging.talk({{"", k_prompt}});
+    std::string name;
+    std::getline(std::ifstream("/proc/" + std::to_string(server.pid()) + "/comm"), name);
+    EXPECT_EQ("zop_serv", name) << "found by pidof and the like";
+    EXPECT_TRUE(no_ping_runs("127.0.0.2")) << "nobody would know of it";
     EXPECT_EQ(1, zopsh({"-c", "reboot"}).status) << "nobody to ask";
     server.end();
     EXPECT_FALSE(fs::exists("/tmp/csh_serv") || fs::exists("/tmp/ipc_zop_serv_addr"));
@@ -459,17 +480,12 @@ void remember_and_paste() {
 }
 
 void run_beside_the_server() {
-    std::ofstream("/usr/sbin/ping") << "#!/bin/sh\ntrap 'echo last; exit 3' INT\necho \"$@\"\n"
-                                       "while :; do sleep 0.05; done\n";
+    make_endless_ping();
     std::ofstream("/usr/sbin/telnet") << "#!/bin/sh\necho login; read word; echo \"$1 $word\"\n";
-    for (const char *const program : {"/usr/sbin/ping", "/usr/sbin/telnet"}) {
-        fs::permissions(program, fs::perms::owner_all);
-    }
+    fs::permissions("/usr/sbin/telnet", fs::perms::owner_all);
     const std::string address = "127." + std::to_string(::getpid() >> 8 & 255) + '.' +
                                 std::to_string(::getpid() & 255) + ".1"; // no other test's
-    const auto none_runs = [&] {
-        return run_command({"pgrep", "-f", "^/bin/sh .*ping.* " + address}).status == 1;
-    };
+    const auto none_runs = [&] { return no_ping_runs(address); };
     const std::string ping = "ping " + address + "\r";
     management server;
     terminal at(24);
@@ -497,7 +513,9 @@ TEST(Zopsh, CommandsThatTakeLongRunBesideTheServer) {
 }
 TEST(Zopsh, ServersThatAnswerLateOrNoOrNever) { with_private({"/tmp"}, meet_odd_servers); }
 TEST(Zopsh, ASessionThatNobodyTypesAtEnds) { with_private({"/tmp"}, end_when_idle); }
-TEST(Zopsh, ARestartIsAskedForAndLosesWhatWasNotSaved) { with_private({"/tmp", "/var"}, start_anew); }
+TEST(Zopsh, ARestartIsAskedForAndLosesWhatWasNotSaved) {
+    with_private({"/tmp", "/var", "/usr/sbin"}, start_anew);
+}
 TEST(Zopsh, AnswersAreNotRememberedNorSecretsShown) { with_private({"/tmp"}, ask_for_secrets); }
 TEST(Zopsh, ACommandSlowerThanTheLimitEndsNoSession) { with_private({"/tmp"}, outlive_a_slow_command); }
 TEST(Zopsh, ScriptsReadExitStatusesAndReasons) { with_private({"/tmp", "/var"}, run_scripts); }
