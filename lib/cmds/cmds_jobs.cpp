@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <unistd.h>
@@ -23,6 +24,11 @@ struct job {
 
 std::array<job, 10> s_jobs = {};
 
+// The process of each job until it is waited for, for the thread that ends this process; 0: none.
+std::array<std::atomic<pid_t>, s_jobs.size()> s_alive = {};
+
+std::atomic<pid_t> &alive(const job *one) { return s_alive[static_cast<size_t>(one - s_jobs.data())]; }
+
 template<typename Fits> job *find(Fits fits) {
     auto *const found = std::find_if(s_jobs.begin(), s_jobs.end(), fits);
     return found != s_jobs.end() ? found : nullptr;
@@ -32,6 +38,7 @@ void end(job *ended) {
     evtChanDel(ended->run.output);
     ::close(ended->run.output);
     ::kill(-ended->run.process, SIGKILL); // what it has started and left behind
+    alive(ended) = 0;
     const int status = program_wait(ended->run.process);
     csh_answer(ended->ticket, status == 0 && !ended->lost ? 0 : k_cmds_failed);
     *ended = {};
@@ -71,6 +78,7 @@ int32_t cmds_jobs_take(const program &started) {
         evtChanDel(started.output);
         return refuse(started);
     }
+    alive(place) = started.process;
     *place = {ticket, started, false, false};
     return 0;
 }
@@ -92,9 +100,9 @@ void cmds_jobs_finish() {
 }
 
 void cmds_jobs_end_all() {
-    for (const job &running : s_jobs) {
-        if (running.ticket != 0) {
-            ::kill(-running.run.process, SIGKILL);
+    for (const pid_t process : s_alive) {
+        if (process != 0) {
+            ::kill(-process, SIGKILL);
         }
     }
 }
