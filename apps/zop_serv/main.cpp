@@ -7,11 +7,13 @@
 #include "lib/base/local_socket.h"
 #include "lib/base/result.h"
 #include "lib/base/standard_streams.h"
+#include "lib/cli/cli_config.h"
 #include "lib/cli/cli_help.h"
 #include "lib/cli/csh_message.h"
 #include "lib/cli/csh_output.h"
 #include "lib/cli/csh_server.h"
 #include "lib/cli/fatal_signals.h"
+#include "lib/cli/screen_length.h"
 #include "lib/cli/zopsh_timer.h"
 #include "lib/cmds/cmds_auto_logout.h"
 #include "lib/cmds/cmds_failures.h"
@@ -112,8 +114,17 @@ void init_modules() {
     cmds_watch_services();         // the replay that follows reaches those that are here
 }
 
+/// A length that was set and not saved with the configuration holds all the same, and so it is shown.
+void adopt_screen_length() {
+    if (screen_length() != k_screen_length_default) {
+        // It has been stored as one that can be set.
+        ignore_result(cli_run_config("set length " + std::to_string(screen_length()), [](int32_t) {}));
+    }
+}
+
 void init_services() {
     cmds_end_failures();
+    adopt_screen_length();
     zopsh_timer_init();
 }
 

@@ -19,8 +19,12 @@ struct job {
     int32_t ticket = 0; // 0: free
     program run;
     bool interrupted = false;
-    bool lost = false; // of what it has printed, something
+    bool lost = false;  // of what it has printed, something
+    size_t printed = 0; // bytes
 };
+
+// Its client's file is in memory on most boards, and its client reads it whole.
+constexpr size_t k_printed_max = size_t{1024} * 1024;
 
 std::array<job, 10> s_jobs = {};
 
@@ -56,6 +60,11 @@ void pass_on(int fd) {
         end(from);
     } else if (csh_select_kept(from->ticket)) {
         from->lost = cli_print("%.*s", static_cast<int>(length), piece.data()) < 0 || from->lost;
+        from->printed += static_cast<size_t>(length);
+        if (from->printed > k_printed_max) {
+            cli_print("\n%% It prints too much, and has been ended\n");
+            end(from);
+        }
     }
 }
 
@@ -79,7 +88,7 @@ int32_t cmds_jobs_take(const program &started) {
         return refuse(started);
     }
     alive(place) = started.process;
-    *place = {ticket, started, false, false};
+    *place = {ticket, started, false, false, 0};
     return 0;
 }
 

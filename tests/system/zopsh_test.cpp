@@ -458,7 +458,9 @@ void meet_odd_servers() {
 
 void remember_and_paste() {
     constexpr const char *k_history = "/tmp/.zopsh_history";
+    std::ofstream("/var/qel_win_size") << 40; // set once, and never saved
     management server;
+    EXPECT_THAT(zopsh({"-c", "show running-config"}).output, HasSubstr("set length 40\n"));
     terminal at(24);
     at.talk({{"", k_prompt}});
     at.run("configure terminal");
@@ -499,6 +501,11 @@ void run_beside_the_server() {
     ::kill(at.pid(), SIGKILL);
     EXPECT_EQ(SIGKILL, at.wait());
     EXPECT_TRUE(eventually(none_runs)) << "a client that has gone takes its command along";
+    std::ofstream("/usr/sbin/ping") << "#!/bin/sh\nexec yes\n";
+    const command_result endless = zopsh({"-c", "ping 127.0.0.1"});
+    EXPECT_EQ(1, endless.status);
+    EXPECT_THAT(endless.output, HasSubstr("\n% It prints too much, and has been ended\n"));
+    make_endless_ping();
     terminal last(24);
     last.talk({{"", k_prompt}, {ping, "-c 4 " + address + "\r\n"}});
     server.end();
