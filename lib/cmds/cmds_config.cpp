@@ -63,24 +63,36 @@ std::vector<config_context> contexts_of_ports() {
     return contexts;
 }
 
-std::vector<config_context> contexts_of_vlans(std::string_view list) {
+std::vector<int32_t> vlans_of(std::string_view list) {
     std::vector<cmds_span> spans;
-    std::vector<config_context> contexts;
+    std::vector<int32_t> vlans;
     ignore_result(cmds_read_list(list, 1, k_vlan_max, &spans)); // it has been kept in its form
     for (const cmds_span &span : spans) {
         for (int32_t vlan = span.low; vlan <= span.high; vlan++) {
-            contexts.push_back(context_of(k_mode_vlan, vlan));
+            vlans.push_back(vlan);
         }
     }
-    return contexts;
+    return vlans;
 }
 
-/// The VLANs of the list that the session is in; none when many others have been chosen since.
+config_context find_vlan(int32_t vlan) {
+    const cmds_row &row = *cmds_entering_row(*cmds_find_mode(k_mode_vlan));
+    return config_find_context(cmds_store(), cmds_rank(row), std::to_string(vlan));
+}
+
+/// The VLANs of the list that the session is in; none when one of them has gone, or many other lists have
+/// been chosen since.
 std::vector<config_context> contexts_of_list() {
     const int32_t number = cmds_context().value_or(0);
     const chosen_list &chosen = s_chosen[static_cast<size_t>(number) % s_chosen.size()];
-    return number > 0 && chosen.number == number ? contexts_of_vlans(chosen.vlans)
-                                                 : std::vector<config_context>();
+    std::vector<config_context> contexts;
+    for (const int32_t vlan : vlans_of(number > 0 && chosen.number == number ? chosen.vlans : "")) {
+        contexts.push_back(find_vlan(vlan));
+        if (contexts.back() == k_config_none) {
+            return {};
+        }
+    }
+    return contexts;
 }
 
 /// What the session's context is called by, if it is still there and one of the session's mode.
@@ -137,9 +149,14 @@ int32_t cmds_keep_line(const cmds_row &row, int32_t argc, const char *const *arg
 }
 
 bool cmds_choose_vlans(const std::string &list) {
-    const std::vector<config_context> vlans = contexts_of_vlans(list);
-    if (vlans.empty() || vlans.back() == k_config_none) {
+    const std::vector<int32_t> vlans = vlans_of(list);
+    const auto wanting = std::count_if(vlans.begin(), vlans.end(),
+                                       [](int32_t vlan) { return find_vlan(vlan) == k_config_none; });
+    if (config_room(cmds_store()) < static_cast<size_t>(wanting)) {
         return false;
+    }
+    for (const int32_t vlan : vlans) {
+        context_of(k_mode_vlan, vlan);
     }
     s_last_chosen = s_last_chosen == INT32_MAX ? 1 : s_last_chosen + 1;
     s_chosen[static_cast<size_t>(s_last_chosen) % s_chosen.size()] = {s_last_chosen, list};

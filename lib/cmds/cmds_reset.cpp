@@ -26,6 +26,18 @@ void add_setting(const config_line &line, void *settings) {
     }
 }
 
+struct context_settings {
+    config_context context;
+    std::vector<kept_setting> settings;
+};
+
+void add_setting_of_context(const config_line &line, void *found) {
+    auto *const wanted = static_cast<context_settings *>(found);
+    if (line.context == wanted->context) {
+        add_setting(line, &wanted->settings);
+    }
+}
+
 void add_context(const config_line &line, void *contexts) {
     auto *const list = static_cast<std::vector<config_context> *>(contexts);
     if (line.context != k_config_global && (list->empty() || list->back() != line.context)) {
@@ -83,11 +95,11 @@ size_t cmds_take_all_back() {
 }
 
 bool cmds_take_away(config_context context) {
-    std::vector<kept_setting> settings;
-    config_walk(cmds_store(), add_setting, &settings);
+    context_settings found = {context, {}};
+    config_walk(cmds_store(), add_setting_of_context, &found);
     bool all = true;
-    for (auto setting = settings.rbegin(); setting != settings.rend(); ++setting) {
-        all = (setting->context != context || take_back(*setting)) && all;
+    for (auto setting = found.settings.rbegin(); setting != found.settings.rend(); ++setting) {
+        all = take_back(*setting) && all;
     }
     if (all) {
         config_leave_out(cmds_store(), context);

@@ -280,6 +280,15 @@ void take_all_back() {
     EXPECT_EQ(before, saved());
 }
 
+void lose_a_vlan() {
+    client at(k_cli_mode_config);
+    client other(k_cli_mode_config);
+    EXPECT_EQ("", at.type("vlan range 7-8"));
+    EXPECT_EQ("", other.type("no vlan 8"));
+    EXPECT_EQ("-2% What was being configured has gone; leave by exit\n", at.type("name a"));
+    EXPECT_EQ("\nvlan 7\n!\n", running()) << "nothing of it comes back";
+}
+
 void fill_up() {
     const std::string full = "-2% The configuration is full\n";
     client at(k_cli_mode_config);
@@ -416,6 +425,7 @@ void with_typed_passwords(void (*scenario)()) {
 #endif
 }
 
+TEST(Sessions, AVlanThatAnotherOneRemovesStaysAway) { with_commands(lose_a_vlan); }
 TEST(Sessions, TheMachineIsRestartedByItsProgramWhichMayFail) {
     with_private({"/usr/sbin"}, restart_the_machine);
 }
