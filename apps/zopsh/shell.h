@@ -75,8 +75,8 @@ enum class trouble {
 /// asked, the reason for that.
 std::string shell_explain(const shell &sh, const std::string &line, trouble what);
 
-/// Runs a command line that the server has for its client: telnet to an address; anything else is refused. Returns
-/// whether it ended well, after saying why it was not run.
+/// Runs a command line that the server has for its client: telnet to an address; anything else is refused.
+/// Returns whether it ended well, after saying why it was not run.
 [[nodiscard]] bool shell_run_here(const std::string &line);
 
 /// Writes text to standard output, a screen at a time where that is wanted. Returns false, after saying why,
