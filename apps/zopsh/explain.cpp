@@ -129,7 +129,7 @@ std::string explain(const shell &sh, const std::string &line, trouble what) {
 } // namespace
 
 std::string shell_explain(const shell &sh, const std::string &line, trouble what) {
-    const std::string text = explain(sh, line, what);
+    std::string text = explain(sh, line, what);
     const std::string shown = "  " + line + "\n";
     if (!text.starts_with(shown) || shell_may_remember(sh, line)) {
         return text;
