@@ -35,6 +35,7 @@ constexpr cmds_where k_vlans = {cmds_mode_bit(k_mode_vlan) | cmds_mode_bit(k_mod
                                 k_mask_config};                       // a VLAN or several
 constexpr cmds_where k_shown = {k_in_every_mode, k_mask_config};      // what administrators look at
 constexpr cmds_where k_shown_to_all = {k_in_every_mode, k_mask_user}; // and what users do, too
+constexpr cmds_where k_bench = {cmds_mode_bit(k_mode_engineering), k_mask_engineering};
 constexpr cmds_where k_actions = {cmds_mode_bit(k_mode_exec), k_mask_config};
 
 constexpr const char *k_cmds_on = "on"; // the initial value of a setting that "no" switches off

@@ -9,6 +9,7 @@
 #include "lib/cmds/cmds_session.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -59,6 +60,9 @@ int32_t read_line(const cmds_row &row, int32_t argc, const char *const *argv, li
     if (const int32_t refused = cmds_keep_line(row, argc, argv, &line->kept); refused != 0) {
         return refused;
     }
+    if (row.form->kind == cmds_kind::undo) { // an undoing line has nothing but keys
+        line->kept.key = std::exchange(line->kept.value, "");
+    }
     line->contexts = cmds_contexts();
     return line->contexts.empty() ? k_cmds_failed : 0;
 }
@@ -73,11 +77,10 @@ int32_t record_line(const cmds_row &row, const line_place &line) {
 
 /// Takes settings away; of one that is on at first, the line that switches it off is what stands.
 int32_t record_undone(const cmds_row &undone, const line_place &line) {
-    const std::string &key = line.kept.value; // an undoing line has nothing but keys
     if (is_on_at_first(*undone.form)) {
-        return record(line.contexts, {cmds_rank(undone), key, line.kept.line, 0});
+        return record(line.contexts, {cmds_rank(undone), line.kept.key, line.kept.line, 0});
     }
-    forget(line.contexts, cmds_rank(undone), key);
+    forget(line.contexts, cmds_rank(undone), line.kept.key);
     return 0;
 }
 
@@ -102,7 +105,7 @@ int32_t change(const cmds_row &row, int32_t argc, const char *const *argv) {
     }
     // Nothing is carried out that could not be kept.
     const bool records = on ? !is_initial(*row.form, line.kept) : is_on_at_first(*set.form);
-    if (records && !has_room(line.contexts, cmds_rank(set), on ? line.kept.key : line.kept.value)) {
+    if (records && !has_room(line.contexts, cmds_rank(set), line.kept.key)) {
         return cmds_fail(k_cmds_full);
     }
     const cmds_carried carried =

@@ -42,19 +42,39 @@ service_answer change(const service &by, bool on, const service_call &call) {
     return function != nullptr ? function(call) : service_answer{service_outcome::not_supported};
 }
 
-/// Makes the setting as the configuration has it, after another context has refused the new one.
+/// The keywords of the form that a line of the setting at a rank was typed in: a setting may have several.
+std::string_view keywords_of(std::string_view line, uint32_t rank) {
+    const cmds_row &first = *cmds_row_at(rank);
+    std::string_view found;
+    for (const cmds_row &row : std::span(first.family->rows, first.family->count)) {
+        const std::string_view words = row.command.words;
+        const bool fits =
+            line.starts_with(words) && (line.size() == words.size() || line[words.size()] == ' ');
+        found = row.stem == first.stem && fits && words.size() > found.size() ? words : found;
+    }
+    return found;
+}
+
+std::vector<std::string> split(std::string_view text) {
+    std::vector<std::string> words;
+    while (!text.empty()) {
+        words.emplace_back(take_piece(text));
+    }
+    return words;
+}
+
+/// Makes a setting as the configuration has it, after another context has refused the change.
 void restore(const service &by, const service_call &call, config_context context, uint32_t rank,
              const std::string &key) {
     const std::string *const line = config_find(cmds_store(), context, rank, key);
-    std::vector<std::string> arguments;
-    const bool on = line != nullptr && line->starts_with(call.words);
-    if (on) {
-        std::string_view rest = std::string_view(*line).substr(std::min(call.words.size() + 1, line->size()));
-        while (!rest.empty()) {
-            arguments.emplace_back(take_piece(rest));
-        }
+    const std::string_view words = line != nullptr ? keywords_of(*line, rank) : "";
+    if (words.empty() || words.starts_with("no ")) {
+        change(by, false, {call.words, split(key), call.context});
+    } else {
+        const std::string_view rest =
+            std::string_view(*line).substr(std::min(words.size() + 1, line->size()));
+        change(by, true, {words, split(rest), call.context});
     }
-    change(by, on, {call.words, arguments, call.context});
 }
 
 int32_t run_at_client(const std::string &command) {

@@ -33,7 +33,7 @@ using testing::Not;
 std::string s_printed;
 std::vector<std::string>
     s_calls;           // of the service that carries all out: "+words arguments", "-words arguments"
-std::string s_refused; // the words that it will not take back
+std::string s_refused; // the words that it will not take back, or a whole call
 
 std::string call_text(char sign, const service_call &call) {
     std::string text = sign + std::string(call.words);
@@ -45,13 +45,15 @@ std::string call_text(char sign, const service_call &call) {
 
 service_answer apply(const service_call &call) {
     s_calls.push_back(call_text('+', call));
-    return {};
+    return s_calls.back() == s_refused ? service_answer{service_outcome::refused, "it is too much"}
+                                       : service_answer{};
 }
 
 service_answer withdraw(const service_call &call) {
     s_calls.push_back(call_text('-', call));
-    return call.words == s_refused ? service_answer{service_outcome::refused, "it is in use"}
-                                   : service_answer{};
+    return call.words == s_refused || s_calls.back() == s_refused
+               ? service_answer{service_outcome::refused, "it is in use"}
+               : service_answer{};
 }
 
 constexpr service k_carrying = {"a test", nullptr, apply, withdraw, nullptr, nullptr};
@@ -280,6 +282,42 @@ void take_all_back() {
     EXPECT_EQ(before, saved());
 }
 
+void change_all_ports_or_none() {
+    const std::string first = " in interface gigabitethernet1/0/ 1";
+    const std::string second = " in interface gigabitethernet1/0/ 2";
+    const struct {
+        std::string before, line, refused; // what is typed first, what is refused at the second port
+        std::vector<std::string> calls;
+    } cases[] = {
+        {"vlan pvid 5",
+         "vlan pvid 9",
+         "+vlan pvid 9" + second,
+         {"+vlan pvid 9" + first, "+vlan pvid 9" + second, "+vlan pvid 5" + first}},
+        {"",
+         "vlan pvid 9",
+         "+vlan pvid 9" + second,
+         {"+vlan pvid 9" + first, "+vlan pvid 9" + second, "-vlan pvid" + first}},
+        {"spanning-tree mst cost 1 200",
+         "no spanning-tree mst cost 1",
+         "-spanning-tree mst cost 1" + second,
+         {"-spanning-tree mst cost 1" + first, "-spanning-tree mst cost 1" + second,
+          "+spanning-tree mst cost 1 200" + first}},
+    };
+    for (const auto &c : cases) {
+        config_clear(cmds_store());
+        client at(k_cli_mode_config);
+        at.type("interface range gigabitethernet1/0/ 1-2");
+        at.type(c.before);
+        const std::string before = running();
+        s_refused = c.refused;
+        s_calls.clear();
+        EXPECT_THAT(at.type(c.line), testing::StartsWith("-2% it is ")) << c.line;
+        EXPECT_EQ(c.calls, s_calls);
+        EXPECT_EQ(before, running());
+        s_refused.clear();
+    }
+}
+
 void lose_a_vlan() {
     client at(k_cli_mode_config);
     client other(k_cli_mode_config);
@@ -425,6 +463,7 @@ void with_typed_passwords(void (*scenario)()) {
 #endif
 }
 
+TEST(Sessions, ASettingOfSeveralPortsIsChangedAtAllOrNone) { with_commands(change_all_ports_or_none); }
 TEST(Sessions, AVlanThatAnotherOneRemovesStaysAway) { with_commands(lose_a_vlan); }
 TEST(Sessions, TheMachineIsRestartedByItsProgramWhichMayFail) {
     with_private({"/usr/sbin"}, restart_the_machine);

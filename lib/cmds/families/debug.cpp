@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr cmds_where k_bench = {cmds_mode_bit(k_mode_engineering), k_mask_engineering};
-
 constexpr cmds_word k_words[] = {
     {"debug", "Debug the software of the switch."},
     {"module", "How much a part of the software prints."},

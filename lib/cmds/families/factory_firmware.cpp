@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr cmds_where k_bench = {cmds_mode_bit(k_mode_engineering), k_mask_engineering};
-
 constexpr cmds_word k_words[] = {
     {"factory-firmware", "The firmware that the switch falls back to, and its boot loader."},
     {"download", "Replace this firmware. Its checksum is tested first."},

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr cmds_where k_bench = {cmds_mode_bit(k_mode_engineering), k_mask_engineering};
-
 constexpr cmds_word k_words[] = {
     {"mfg-program", "Write what the board knows of itself; it outlives firmware and factory defaults."},
     {"serial-number", "The serial number."},

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr cmds_where k_bench = {cmds_mode_bit(k_mode_engineering), k_mask_engineering};
-
 constexpr cmds_word k_words[] = {
     {"mfg-test", "Tests of the board. Many of them stop traffic."},
     {"all", "Every test that needs nobody and nothing connected, one after the other."},

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr cmds_where k_bench = {cmds_mode_bit(k_mode_engineering), k_mask_engineering};
-
 constexpr cmds_word k_words[] = {
     {"switch-register", "Registers of the switching chip, 32 bits each."},
     {"phy-register", "Registers of a port's PHY, 16 bits each, 802.3 clauses 22 and 45."},
