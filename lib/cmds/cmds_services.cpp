@@ -66,13 +66,13 @@ std::vector<std::string> split(std::string_view text) {
 /// Makes a setting as the configuration has it, after another context has refused the change.
 void restore(const service &by, const service_call &call, config_context context, uint32_t rank,
              const std::string &key) {
-    const std::string *const line = config_find(cmds_store(), context, rank, key);
-    const std::string_view words = line != nullptr ? keywords_of(*line, rank) : "";
+    const std::string *const found = config_find(cmds_store(), context, rank, key);
+    const std::string_view line = found != nullptr ? *found : std::string_view();
+    const std::string_view words = keywords_of(line, rank);
     if (words.empty() || words.starts_with("no ")) {
         change(by, false, {call.words, split(key), call.context});
     } else {
-        const std::string_view rest =
-            std::string_view(*line).substr(std::min(words.size() + 1, line->size()));
+        const std::string_view rest = line.substr(std::min(words.size() + 1, line.size()));
         change(by, true, {words, split(rest), call.context});
     }
 }
