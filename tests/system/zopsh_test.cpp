@@ -1,22 +1,13 @@
 // The shell as its users meet it: zopsh at a terminal or in a script, with the management process behind it.
 
-#include "lib/base/local_socket.h"
-#include "lib/cli/csh_message.h"
-#include "tests/support/child_process.h"
-#include "tests/support/eventually.h"
 #include "tests/support/private_scenario.h"
+#include "tests/support/shell_terminal.h"
 
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <poll.h>
-#include <pty.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <termios.h>
-#include <thread>
 
 namespace {
 
@@ -24,114 +15,6 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
-
-/// zop_serv, ready: its shell answers and its IPC socket listens.
-class management {
-public:
-    management() : m_process(own_program("zop_serv", {"--desk"}), -1) {
-        EXPECT_TRUE(eventually([] { return fs::exists("/tmp/csh_serv"); }));
-    }
-    [[nodiscard]] pid_t pid() const { return m_process.pid(); }
-    void end() {
-        m_process.terminate();
-        EXPECT_EQ(128 + SIGTERM, m_process.wait());
-    }
-
-private:
-    child_process m_process;
-};
-
-constexpr const char *k_prompt = "# ";
-constexpr const char *k_more = " --More-- ";
-
-/// zopsh at a terminal of its own.
-class terminal {
-public:
-    explicit terminal(unsigned short rows, const std::string &options = "") {
-        const winsize size = {rows, 80, 0, 0};
-        m_pid = ::forkpty(&m_fd, nullptr, nullptr, &size);
-        if (m_pid == 0) {
-            ::setenv("TERM", "dumb", 1);
-            ::setenv("HOME", "/tmp", 1);
-            // What the library of the line editing keeps of its key names for ever is not zopsh's to free.
-            std::ofstream("/tmp/leaks") << "leak:wcsdup\n";
-            ::setenv("LSAN_OPTIONS", "suppressions=/tmp/leaks:print_suppressions=0", 1);
-            const std::string command = "exec " + own_program("zopsh").front() + " " + options;
-            ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-            ::_exit(127);
-        }
-    }
-    ~terminal() {
-        if (m_pid > 0) {
-            ::kill(m_pid, SIGKILL);
-            ::waitpid(m_pid, nullptr, 0);
-        }
-        ::close(m_fd);
-    }
-    terminal(const terminal &) = delete;
-    terminal &operator=(const terminal &) = delete;
-
-    [[nodiscard]] pid_t pid() const { return m_pid; }
-    void resize(unsigned short rows) const {
-        const winsize size = {rows, 80, 0, 0};
-        EXPECT_EQ(0, ::ioctl(m_fd, TIOCSWINSZ, &size));
-    }
-    [[nodiscard]] bool is_cooked() const {
-        termios settings{};
-        EXPECT_EQ(0, ::tcgetattr(m_fd, &settings));
-        return (settings.c_lflag & (ICANON | ECHO)) == (ICANON | ECHO);
-    }
-
-    /// Types keys and waits for a text, turn by turn; nothing is typed for "". Returns what appeared in the
-    /// last turn. A text that has not come after 20 s is a failure, and from then on every one is missed at
-    /// once.
-    std::string talk(std::initializer_list<std::pair<std::string, std::string>> turns) {
-        std::string seen;
-        for (const auto &[keys, text] : turns) {
-            EXPECT_EQ(static_cast<ssize_t>(keys.size()), ::write(m_fd, keys.data(), keys.size()));
-            for (seen = ""; !seen.ends_with(text) && !m_lost;) {
-                const int byte = next();
-                m_lost = byte < 0;
-                seen += static_cast<char>(byte);
-            }
-            EXPECT_FALSE(m_lost) << "no \"" << text << "\" in \"" << seen << "\"";
-            // Keys are read one by one only after the prompt.
-            EXPECT_TRUE(text != k_prompt || eventually([this] { return !is_cooked(); }));
-        }
-        return seen;
-    }
-    std::string run(const std::string &line) { return talk({{line + "\r", k_prompt}}); }
-
-    /// The program's wait status; -1 when it does not end.
-    int wait() {
-        while (next() >= 0) {
-        }
-        int status = -1;
-        m_pid = eventually([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }) ? -1 : m_pid;
-        return status;
-    }
-
-private:
-    /// The next byte; -1 when the terminal is closed or silent for 20 s.
-    int next() const {
-        pollfd waiting = {m_fd, POLLIN, 0};
-        unsigned char byte = 0;
-        return ::poll(&waiting, 1, 20000) == 1 && ::read(m_fd, &byte, 1) == 1 ? byte : -1;
-    }
-
-    int m_fd = -1;
-    pid_t m_pid = -1;
-    bool m_lost = false;
-};
-
-bool left_files(pid_t pid) {
-    return fs::exists("/tmp/csh_client_" + std::to_string(pid)) ||
-           fs::exists("/tmp/ttyout-" + std::to_string(pid));
-}
-
-command_result zopsh(const std::vector<std::string> &arguments) {
-    return run_command(own_program("zopsh", arguments));
-}
 
 void run_scripts() {
     EXPECT_EQ(2, zopsh({"-c", "show version"}).status) << "no server";
@@ -292,170 +175,6 @@ void start_anew() {
     EXPECT_FALSE(fs::exists("/tmp/csh_serv") || fs::exists("/tmp/ipc_zop_serv_addr"));
 }
 
-struct scripted_reply {
-    int32_t code;
-    int32_t late; // this many requests too late
-    int32_t result;
-    int32_t node_kind = 0;
-    const char *output = "";
-};
-
-using server_script = std::vector<std::vector<scripted_reply>>;
-
-/// Plays the shell's server: for every request the replies of a row, but for those whether a line may be
-/// remembered. Returns the lines that came.
-std::string play_server(int fd, const server_script &script) {
-    std::string lines;
-    for (const std::vector<scripted_reply> &replies : script) {
-        csh_message message{};
-        sockaddr_un client{};
-        socklen_t length = sizeof client;
-        auto *const address = reinterpret_cast<sockaddr *>(&client);
-        const auto receive = [&] { return ::recvfrom(fd, &message, sizeof message, 0, address, &length); };
-        EXPECT_EQ(572, receive());
-        while (message.type == k_csh_query) {
-            message.session.mode_mask = 0;
-            ::sendto(fd, &message, sizeof message, 0, address, length);
-            EXPECT_EQ(572, receive());
-        }
-        lines += std::string(message.text) + "\n";
-        for (const scripted_reply &reply : replies) {
-            message.type = reply.code;
-            message.auxiliary -= reply.late;
-            message.session.node_kind = reply.node_kind;
-            message.result2 = reply.result;
-            std::ofstream("/tmp/ttyout-" + std::to_string(message.pid)) << reply.output;
-            EXPECT_EQ(572, ::sendto(fd, &message, sizeof message, 0, address, length));
-            message.auxiliary += reply.late;
-        }
-    }
-    return lines;
-}
-
-int listen_as_server() {
-    const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const timeval patience = {20, 0};
-    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    EXPECT_EQ(0, local_bind(fd, k_csh_server_path, k_no_group));
-    return fd;
-}
-
-void ask_for_secrets() {
-    const int fd = listen_as_server();
-    std::string lines;
-    std::thread player([&] {
-        lines = play_server(fd, {{{k_csh_done, 0, 0}},
-                                 {{k_csh_done, 0, 0, k_cli_node_answer, "Log in.\nName: "}},
-                                 {{k_csh_done, 0, 0, k_cli_node_secret, "Password: "}},
-                                 {{k_csh_done, 0, 0, k_cli_node_command, "Welcome.\n"}},
-                                 {{k_csh_done, 0, 0, k_cli_node_secret, "Password: "}},
-                                 {{k_csh_done, 0, 0, k_cli_node_secret, "Password: "}},
-                                 {{k_csh_done, 0, 0}},
-                                 {{k_csh_done, 0, 0}}});
-    });
-    terminal at(24);
-    at.talk(
-        {{"", k_prompt}, {"login\r", "Log in.\r\nName: "}, {"#me ?\r", "#me ?\r\nPassword: "}}); // no comment
-    EXPECT_EQ("\r\nWelcome.\r\n", at.talk({{"sesame\r", "Welcome.\r\n"}})) << "not shown";
-    at.talk({{"", k_prompt}, {"\x10", "# login"}, {"\r", "Password: "}}); // the line before, and no answer
-    EXPECT_EQ("\r\n", at.talk({{"ses\x03", "\n"}}));
-    at.talk({{"", k_prompt},
-             {"login\rsesame\rcommand\r", "command\r\n"},
-             {"", k_prompt},
-             {"\x04", ""}}); // pasted
-    player.join();
-    EXPECT_EQ(0, at.wait());
-    EXPECT_EQ("\nlogin\n#me ?\nsesame\nlogin\nlogin\nsesame\ncommand\n", lines);
-    ::close(fd);
-}
-
-void outlive_a_slow_command() {
-    const int fd = listen_as_server();
-    std::thread player(
-        play_server, fd,
-        server_script{{{k_csh_done, 0, 0}},
-                      {},
-                      {{k_csh_done, 1, 7, k_cli_node_secret, "late\n"}, {k_csh_done, 0, 0, 0, "own\n"}}});
-    terminal at(24, "--timeout 1");
-    at.talk({{"", k_prompt},
-             {"slow\r",
-              "zopsh: no answer in time; the command may still be at work, and what it prints is lost\r\n"},
-             {"", k_prompt}});
-    EXPECT_EQ("next\r\nown\r\n", at.talk({{"next\r", "own\r\n"}}));
-    at.talk({{"", k_prompt}});
-    player.join();
-    std::thread script_player(play_server, fd, server_script{{{k_csh_done, 0, 0}}, {}});
-    const command_result result = zopsh({"--timeout", "1", "-c", "slow", "-c", "next"});
-    EXPECT_EQ(1, result.status);
-    EXPECT_TRUE(result.output.ends_with("\nzopsh: line 1 failed, and no more are run\n")) << result.output;
-    script_player.join();
-    std::thread last_player(play_server, fd, server_script{{{k_csh_done, 0, 0}}, {}});
-    terminal given_up(24, "-c slow -c next");
-    last_player.join();
-    given_up.talk({{"\x03", ""}});
-    EXPECT_EQ(128 + SIGINT, WEXITSTATUS(given_up.wait())) << "the whole script";
-    ::close(fd);
-}
-
-void end_when_idle() {
-    const int fd = listen_as_server();
-    std::thread player([fd] {
-        play_server(fd, {{{k_csh_done, 0, 0}}});
-        csh_message message{};
-        sockaddr_un client{};
-        socklen_t length = sizeof client;
-        auto *const address = reinterpret_cast<sockaddr *>(&client);
-        EXPECT_EQ(572, ::recvfrom(fd, &message, sizeof message, 0, address, &length));
-        EXPECT_EQ(k_csh_query, message.type);
-        EXPECT_EQ(k_csh_query_idle, message.flag);
-        message.session.mode_mask = 1;
-        message.type = k_csh_done;
-        EXPECT_EQ(572, ::sendto(fd, &message, sizeof message, 0, address, length));
-    });
-    terminal at(24);
-    at.talk({{"", k_prompt}, {"half a li", "half a li"}});
-    at.talk({{"", "zopsh: idle for 1 minute, the session has ended\r\n"}});
-    player.join();
-    const pid_t pid = at.pid();
-    EXPECT_EQ(0, at.wait());
-    EXPECT_FALSE(left_files(pid));
-    ::close(fd);
-}
-
-void meet_odd_servers() {
-    const int fd = listen_as_server();
-    std::thread player(play_server, fd,
-                       server_script{
-                           {},
-                           {{k_csh_full, 0, 0}},
-                           {{k_csh_busy, 0, 0}},
-                           {{k_csh_done, 0, 0}},
-                           {{k_csh_done, 1, 7}, {k_csh_done, 0, 0}},
-                       });
-    const std::pair<int, const char *> expected[] = {
-        {2, "zopsh: the shell's server does not answer\n"},
-        {2, "zopsh: all places of the shell are taken; try again when another one has been left\n"},
-        {2, "zopsh: the shell is busy with another command; try again later\n"},
-        {0, ""}, // the reply to an older request is not this one's
-    };
-    for (const auto &[status, words] : expected) {
-        const command_result result = zopsh({"--timeout", "1", "-c", "show version"});
-        EXPECT_EQ(status, result.status) << words;
-        EXPECT_EQ(words, result.output);
-    }
-    player.join();
-
-    std::thread dying([fd] {
-        csh_message message;
-        EXPECT_EQ(572, ::recv(fd, &message, sizeof message, 0));
-        ::close(fd);
-    });
-    const command_result result = zopsh({"-c", "show version"});
-    EXPECT_EQ(2, result.status);
-    EXPECT_EQ("zopsh: the shell's server has ended over the request\n", result.output);
-    dying.join();
-}
-
 void remember_and_paste() {
     constexpr const char *k_history = "/tmp/.zopsh_history";
     std::ofstream("/var/qel_win_size") << 40; // set once, and never saved
@@ -518,13 +237,9 @@ TEST(Zopsh, HistoryKeepsNoSecretsAndAPasteNamesWhatFailed) {
 TEST(Zopsh, CommandsThatTakeLongRunBesideTheServer) {
     with_private({"/tmp", "/var", "/usr/sbin"}, run_beside_the_server);
 }
-TEST(Zopsh, ServersThatAnswerLateOrNoOrNever) { with_private({"/tmp"}, meet_odd_servers); }
-TEST(Zopsh, ASessionThatNobodyTypesAtEnds) { with_private({"/tmp"}, end_when_idle); }
 TEST(Zopsh, ARestartIsAskedForAndLosesWhatWasNotSaved) {
     with_private({"/tmp", "/var", "/usr/sbin"}, start_anew);
 }
-TEST(Zopsh, AnswersAreNotRememberedNorSecretsShown) { with_private({"/tmp"}, ask_for_secrets); }
-TEST(Zopsh, ACommandSlowerThanTheLimitEndsNoSession) { with_private({"/tmp"}, outlive_a_slow_command); }
 TEST(Zopsh, ScriptsReadExitStatusesAndReasons) { with_private({"/tmp", "/var"}, run_scripts); }
 TEST(Zopsh, APersonTypesPagesAndLeaves) { with_private({"/tmp", "/var"}, type_lines); }
 
