@@ -233,21 +233,14 @@ int sim_run(sim_run_options &options) {
                                                      : "");
         return k_sim_run_failed;
     }
-    std::vector<sim_step> healthy;
-    int status = k_sim_run_failed;
-    if (sim_scenario_parse(k_sim_healthy, "healthy", healthy, error)) {
-        sim_scenario_apply(*file.state, healthy, 0);
-        // Before the program starts, so that it never sees the switch without them.
-        sim_scenario_apply(*file.state, options.steps, 0);
-        pid_t time_service = sim_time_start(*file.state, file.lock_fd);
-        if (time_service < 0) {
-            std::fprintf(stderr, "switchsim: no time service: %s\n", std::strerror(errno));
-        }
-        status = run_program(options, time_service, *file.state, options.steps);
-        sim_time_stop(time_service);
-    } else {
-        std::fprintf(stderr, "switchsim: %s\n", error.c_str());
+    // Before the program starts, so that it never sees the switch without them.
+    sim_scenario_begin(*file.state, options.steps);
+    pid_t time_service = sim_time_start(*file.state, file.lock_fd);
+    if (time_service < 0) {
+        std::fprintf(stderr, "switchsim: no time service: %s\n", std::strerror(errno));
     }
+    const int status = run_program(options, time_service, *file.state, options.steps);
+    sim_time_stop(time_service);
     sim_file_remove(options.state_path.c_str(), file);
     sim_paths_remove_folder(options.state_path);
     return status;

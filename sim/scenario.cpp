@@ -117,6 +117,15 @@ bool sim_scenario_parse(std::string_view text, const std::string &file, std::vec
     return true;
 }
 
+void sim_scenario_begin(sim_state &state, std::vector<sim_step> &steps) {
+    std::vector<sim_step> healthy;
+    std::string error; // none: the text is this program's own
+    if (sim_scenario_parse(k_sim_healthy, "healthy", healthy, error)) {
+        sim_scenario_apply(state, healthy, 0);
+    }
+    sim_scenario_apply(state, steps, 0);
+}
+
 uint64_t sim_scenario_apply(sim_state &state, std::vector<sim_step> &steps, uint64_t elapsed_ns) {
     for (;;) {
         sim_step *next = nullptr;

@@ -1,6 +1,8 @@
 // The control program of the simulated switch.
 
 #include "lib/base/parse_number.h"
+#include "sim/device.h"
+#include "sim/flash.h"
 #include "sim/paths.h"
 #include "sim/run.h"
 #include "sim/show.h"
@@ -17,6 +19,7 @@ namespace {
 
 constexpr int k_usage_error = 2;
 constexpr const char *k_fault_prefix = "fault.";
+constexpr size_t k_flash_max = 64U << 20U;
 
 constexpr char k_help[] =
     R"(usage: switchsim run [--port N] [--scenario FILE] [--state FILE] [--library FILE] [--] PROGRAM [ARGUMENT...]
@@ -24,9 +27,10 @@ constexpr char k_help[] =
        switchsim set [--state FILE] NAME VALUE | NAME=VALUE ...
        switchsim fault [--state FILE] NAME VALUE | NAME=VALUE ... | clear
        switchsim show [--state FILE] [--all] [--value] [PREFIX]
+       switchsim flash [--scenario FILE] mtd1|mtd4 [SIZE]
 
 Stands in for the board of a switch: run starts a program on a simulated switch, join another one on the same switch;
-the others change and show the switch while it runs. `switchsim COMMAND --help` tells more.
+set, fault and show change and show the switch while it runs; flash writes the images of a board's flash. `switchsim COMMAND --help` tells more.
 )";
 
 constexpr char k_run_help[] =
@@ -75,6 +79,15 @@ With PREFIX only what begins with it: port.3, fault, requests.
 
   --all    print rings and MST instances that are all zero as well
   --value  print values without their names
+)";
+
+constexpr char k_flash_help[] = R"(usage: switchsim flash [--scenario FILE] mtd1|mtd4 [SIZE]
+
+Writes to standard output what the flash partition of a switch holds: mtd1 the boot loader's tailer, mtd4 the firmware's
+header, of which the daemon reads who the switch is.
+
+  --scenario FILE  of the switch that FILE says; without one it is the healthy one
+  SIZE             bytes, the rest of which are erased; default 4096, at most 67108864
 )";
 
 constexpr option k_options[] = {
@@ -262,6 +275,29 @@ int command_show(const arguments &given) {
     return EXIT_SUCCESS;
 }
 
+// ---- flash
+
+int command_flash(const arguments &given) {
+    const char *const partition = given.rest[0];
+    size_t size = k_sim_flash_size;
+    if (partition == nullptr || (given.rest[1] != nullptr && !parse_number(given.rest[1], 0, k_flash_max, &size))) {
+        complain("a partition and its size are wanted; see --help");
+        return k_usage_error;
+    }
+    std::vector<sim_step> steps;
+    if (given.scenario != nullptr && !read_scenario(given.scenario, steps)) {
+        return EXIT_FAILURE;
+    }
+    static sim_state s_state;
+    sim_state_reset(s_state);
+    sim_scenario_begin(s_state, steps);
+    if (!sim_flash_write(s_state, partition, size, stdout)) {
+        complain(std::string("flash ") + partition + ": " + std::strerror(errno));
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}
+
 // ---- command line
 
 void print_set_help() { sim_show_settings(""); }
@@ -274,6 +310,7 @@ constexpr command k_commands[] = {
     {"set", k_set_help, print_set_help, "s", command_set},
     {"fault", k_fault_help, print_fault_help, "s", command_fault},
     {"show", k_show_help, nullptr, "sav", command_show},
+    {"flash", k_flash_help, nullptr, "c", command_flash},
 };
 
 const command *find_command(const char *name) {
