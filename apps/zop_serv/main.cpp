@@ -5,6 +5,7 @@
 #include "apps/zop_serv/request_loop.h"
 #include "apps/zop_serv/restart.h"
 #include "lib/base/local_socket.h"
+#include "lib/base/plain_file.h"
 #include "lib/base/result.h"
 #include "lib/base/standard_streams.h"
 #include "lib/cli/cli_config.h"
@@ -16,6 +17,7 @@
 #include "lib/cli/screen_length.h"
 #include "lib/cli/zopsh_timer.h"
 #include "lib/cmds/cmds_auto_logout.h"
+#include "lib/cmds/cmds_config.h"
 #include "lib/cmds/cmds_failures.h"
 #include "lib/cmds/cmds_family.h"
 #include "lib/cmds/cmds_jobs.h"
@@ -110,6 +112,7 @@ bool is_served() {
 }
 
 void init_modules() {
+    plain_file_remove_unfinished(k_cmds_saved_config);
     ignore_result(cmds_install()); // what was refused has been told; the others serve
     cmds_watch_services();         // the replay that follows reaches those that are here
 }

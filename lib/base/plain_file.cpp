@@ -7,11 +7,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <string>
 #include <sys/stat.h>
 
 namespace {
+
+constexpr std::string_view k_unfinished = ".XXXXXX"; // what a file's name has more until it is whole
 
 bool write_to_disk(int fd, std::string_view text, mode_t mode) {
     return ::fchmod(fd, mode) == 0 &&
@@ -19,12 +23,24 @@ bool write_to_disk(int fd, std::string_view text, mode_t mode) {
            ::fsync(fd) == 0;
 }
 
-/// Opens the folder that a file is in.
-unique_fd open_folder(const char *path) {
+/// The folder that a file is in.
+std::string folder_of(const char *path) {
     const char *const slash = std::strrchr(path, '/');
-    const std::string folder =
-        slash == nullptr ? "." : std::string(path, slash == path ? 1 : static_cast<size_t>(slash - path));
-    return unique_fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return slash == nullptr ? "." : std::string(path, slash == path ? 1 : static_cast<size_t>(slash - path));
+}
+
+unique_fd open_folder(const char *path) {
+    return unique_fd(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+struct close_folder {
+    void operator()(DIR *folder) const { ::closedir(folder); }
+};
+
+/// Whether `name` is the file's, with what an unfinished one has more.
+bool is_unfinished(std::string_view name, std::string_view file) {
+    return name.size() == file.size() + k_unfinished.size() && name.substr(0, file.size()) == file &&
+           name[file.size()] == k_unfinished.front();
 }
 
 /// Writes out that a name has changed. Some file systems do so by themselves, and refuse.
@@ -47,7 +63,7 @@ plain_file plain_file_open(const char *path, int flags, mode_t mode) {
 }
 
 bool plain_file_replace(const char *path, std::string_view text, mode_t mode) {
-    std::string made = std::string(path) + ".XXXXXX";
+    std::string made = std::string(path).append(k_unfinished);
     const unique_fd folder = open_folder(path);
     const unique_fd file(folder.valid() ? ::mkostemp(made.data(), O_CLOEXEC) : -1);
     if (!file.valid()) {
@@ -60,4 +76,15 @@ bool plain_file_replace(const char *path, std::string_view text, mode_t mode) {
     ignore_result(::unlink(made.c_str()));
     errno = error;
     return false;
+}
+
+void plain_file_remove_unfinished(const char *path) {
+    const std::unique_ptr<DIR, close_folder> folder(::opendir(folder_of(path).c_str()));
+    const char *const slash = std::strrchr(path, '/');
+    const std::string_view file = slash == nullptr ? path : slash + 1;
+    while (const dirent *const entry = folder != nullptr ? ::readdir(folder.get()) : nullptr) {
+        if (is_unfinished(entry->d_name, file)) {
+            ignore_result(::unlinkat(::dirfd(folder.get()), entry->d_name, 0)); // a folder stays
+        }
+    }
 }

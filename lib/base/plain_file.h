@@ -24,3 +24,6 @@ struct plain_file {
 /// Returns false with errno set, and what was at `path` is as it was; only a disk that fails when all is done
 /// may have the new one.
 [[nodiscard]] bool plain_file_replace(const char *path, std::string_view text, mode_t mode);
+
+/// Removes what plain_file_replace left beside `path` when the power failed in it.
+void plain_file_remove_unfinished(const char *path);

@@ -4,6 +4,7 @@
 #include "lib/cli/cli_match.h"
 #include "lib/cli/cli_parser.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <utility>
@@ -51,7 +52,7 @@ bool replay_line(cli_session *session, const char *line) {
 
 using config_stream = std::unique_ptr<std::FILE, close_file>;
 
-/// Runs the lines of a stream; null has none. `name` is for the log.
+/// Runs the lines of a stream; null has none. `name` is for the log. Returns as cli_load_config.
 int32_t replay(std::FILE *file, const char *name, void (*failed)(int32_t line)) {
     const int32_t outer_status = cli_last_status(); // of the line whose handler loads
     const bool outer_loading = std::exchange(s_loading, true);
@@ -67,8 +68,13 @@ int32_t replay(std::FILE *file, const char *name, void (*failed)(int32_t line)) 
             all_done = false;
         }
     }
+    const int error = file != nullptr && std::ferror(file) != 0 ? errno : 0;
     s_loading = outer_loading;
     cli_set_last_status(outer_status);
+    if (error != 0) {
+        errno = error;
+        return -1;
+    }
     return all_done ? 0 : k_cli_load_failed_lines;
 }
 

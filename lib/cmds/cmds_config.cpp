@@ -200,7 +200,9 @@ int32_t cmds_refuse(const char *reason) {
 
 int32_t cmds_fail(const char *reason) {
     s_refusal = reason;
-    cli_print("%% %s\n", reason);
+    if (!cmds_only_records()) { // whoever reads a file wants its lines, not what they would have said
+        cli_print("%% %s\n", reason);
+    }
     return k_cmds_failed;
 }
 

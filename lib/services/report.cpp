@@ -145,12 +145,13 @@ std::string report_json(const report &from) {
     return text_of(object);
 }
 
-std::string report_json_lines(const char *key, std::string_view text) {
+std::string report_json_lines(const char *key, std::string_view text, int32_t failed) {
     json lines = json::array();
     while (!text.empty()) {
         lines.push_back(take_piece(text, '\n'));
     }
     json object = json::object();
     object[key] = std::move(lines);
+    object["failed"] = failed;
     return text_of(object);
 }

@@ -48,8 +48,8 @@ report_table &report_add_table(report &to, const char *key, const char *title,
 /// the right, an empty line in front of each table but at the beginning. A table without rows says "none".
 [[nodiscard]] std::string report_text(const report &from);
 
-/// The lines of a text as JSON: an object on a line with one member, an array of them.
-[[nodiscard]] std::string report_json_lines(const char *key, std::string_view text);
+/// The lines of a text as JSON: an object on a line with an array of them, and with how many others failed.
+[[nodiscard]] std::string report_json_lines(const char *key, std::string_view text, int32_t failed);
 
 /// As one JSON object on a line, a member for each value and an array of objects for each table. Bytes that
 /// are no UTF-8 are replaced.

@@ -423,6 +423,8 @@ TEST(CliConfig, ReplaysEveryLine) {
     }
     ::unlink(path);
     EXPECT_EQ(-1, cli_load_config(path));
+    EXPECT_EQ(-1, cli_load_config("/tmp")) << "opened, but not read";
+    EXPECT_EQ(EISDIR, errno);
     s_printed.clear();
 }
 

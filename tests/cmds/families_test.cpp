@@ -12,6 +12,7 @@
 #include "lib/config/config_file.h"
 #include "tests/support/command_lines.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <fstream>
@@ -196,6 +197,49 @@ TEST_F(Commands, LinesWithAMistakeHoldTheirSecretsAllTheSame) {
     for (const char *line : {"user password", "no tacacs-plus server-key", "user password-length 9",
                              "primary 3", "show snmp", "vlan 12", ""}) {
         EXPECT_FALSE(cmds_holds_secret(line)) << line;
+    }
+}
+
+/// More settings than there is room for: six a VLAN.
+std::string too_many_settings() {
+    std::string text;
+    for (int32_t i = 0; i < 6 * 4094; i++) {
+        text += "vlan " + std::to_string(i % 4094 + 1) + "\nadd fixed " + std::to_string(i / 4094 + 1) +
+                " tagged\n!\n";
+    }
+    return text;
+}
+
+std::string noise(size_t size) {
+    std::string bytes(size, '\0');
+    uint32_t state = 1;
+    for (char &byte : bytes) {
+        state = state * 1664525U + 1013904223U;
+        byte = static_cast<char>(state >> 24U);
+    }
+    return bytes;
+}
+
+TEST_F(Commands, AHostileSavedFileGivesItsGoodLinesAndNoMore) {
+    constexpr size_t k_size = 1U << 20U;
+    const struct {
+        const char *name;
+        std::string file;
+        size_t kept; // lines beside the host name
+        int32_t result;
+    } cases[] = {
+        {"no line feed", std::string(k_size, 'x') + "\n", 0, k_cli_load_failed_lines},
+        {"nothing but NUL", std::string(k_size, '\0') + "\n", 0, 0},
+        {"nothing but line feeds", std::string(k_size, '\n'), 0, 0},
+        {"noise", noise(k_size) + "\n!\n", 0, k_cli_load_failed_lines},
+        {"every VLAN, twice", "vlan range 1-4094\n!\nvlan range 1-4094\n!\n", 1 + 2 * 4094, 0},
+        {"too many", too_many_settings(), 1 + 4094 + k_config_settings_max - 1, k_cli_load_failed_lines},
+    };
+    for (const auto &c : cases) {
+        const std::string text = replay("hostname before\n" + c.file + "hostname after\n");
+        EXPECT_EQ(c.result, m_result) << c.name;
+        EXPECT_EQ(1 + c.kept, std::count(text.begin(), text.end(), '\n')) << c.name;
+        EXPECT_EQ(0, text.find("hostname after\n")) << c.name;
     }
 }
 

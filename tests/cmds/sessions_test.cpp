@@ -415,10 +415,10 @@ void show_what_is_configured() {
 // ---- the saved configuration
 
 void read_what_start_would_refuse() {
-    write_saved("set length 1\nset length 30000\n");
-    EXPECT_EQ(
-        "% Invalid value\n\n% Invalid value\n\n% Lines of the saved configuration that cannot be run: 2\n",
-        client().type("show startup-config"));
+    write_saved("set length 1\nset length 30000\nhostname -a\n");
+    EXPECT_EQ("% Lines of the saved configuration that cannot be run: 3\n",
+              client().type("show startup-config"));
+    EXPECT_EQ("{\"startup_config\":[],\"failed\":3}\n", client().json().type("show startup-config"));
 }
 
 void tell_that_it_cannot_be_read() {

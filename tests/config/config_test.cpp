@@ -1,5 +1,6 @@
 // The store of settings, and how it is saved.
 
+#include "lib/base/plain_file.h"
 #include "lib/base/result.h"
 #include "lib/config/config_file.h"
 
@@ -98,6 +99,10 @@ protected:
         std::filesystem::remove_all(m_folder);
     }
 
+    [[nodiscard]] std::ptrdiff_t files() const {
+        return std::distance(std::filesystem::directory_iterator(m_folder), {});
+    }
+
     const std::filesystem::path m_folder = testing::TempDir() + "zop_config_" + std::to_string(::getpid());
     const std::filesystem::path m_file = m_folder / "saved";
     const owned_store m_store{config_new()};
@@ -109,8 +114,7 @@ TEST_F(ConfigSave, ADiskThatFailsLosesNothing) {
         EXPECT_FALSE(config_save(*m_store, m_file.c_str())) << s_fails_at;
         EXPECT_EQ(errno, ENOSPC);
         EXPECT_EQ(read_file(m_file), "old\n");
-        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1)
-            << "nothing is left beside it";
+        EXPECT_EQ(files(), 1) << "nothing is left beside it";
     }
     s_step = 0;
     EXPECT_FALSE(config_save(*m_store, m_file.c_str())) << "it may not be there after the next start";
@@ -137,6 +141,14 @@ TEST_F(ConfigSave, PowerThatGoesLeavesTheOldOneOrTheNew) {
         EXPECT_EQ(WEXITSTATUS(status), 1) << "this step is never reached";
         EXPECT_EQ(read_file(m_file), s_fails_at < k_save_steps ? "old\n" : "new\n");
     }
+    s_fails_at = 0;
+    const std::filesystem::path others[] = {m_file.string() + "-before", m_file.string() + ".2026-11"};
+    for (const auto &other : others) {
+        std::ofstream(other) << "kept";
+    }
+    EXPECT_GT(files(), 3) << "the power left something";
+    plain_file_remove_unfinished(m_file.c_str());
+    EXPECT_EQ(files(), 3) << "the file and what others have beside it";
 }
 
 // ---- the store

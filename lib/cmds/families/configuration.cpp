@@ -48,11 +48,21 @@ std::string text_of(const config_store &store, bool with_secrets) {
     return text;
 }
 
-/// Prints a configuration, by its lines where the session wants JSON.
-void print(const char *key, const config_store &store, bool with_secrets) {
+void tell_failed(int32_t lines) {
+    if (lines > 0) {
+        cli_print("%% Lines of the saved configuration that cannot be run: %d\n", lines);
+    }
+}
+
+/// Prints a configuration, by its lines where the session wants JSON; so many others cannot be run.
+void print(const char *key, const config_store &store, bool with_secrets, int32_t failed) {
     const std::string text = text_of(store, with_secrets);
-    cli_print("%s%s", (cmds_wants_json() ? report_json_lines(key, text) : text).c_str(),
-              cmds_wants_json() ? "\n" : "");
+    if (cmds_wants_json()) {
+        cli_print("%s\n", report_json_lines(key, text, failed).c_str());
+    } else {
+        tell_failed(failed);
+        cli_print("%s", text.c_str());
+    }
 }
 
 // ---- the saved configuration
@@ -69,16 +79,13 @@ owned_store read_saved() {
                         : cli_print("%% The saved configuration cannot be read: %s\n", std::strerror(error));
         return nullptr;
     }
-    if (s_failed_lines > 0) {
-        cli_print("%% Lines of the saved configuration that cannot be run: %d\n", s_failed_lines);
-    }
     return saved;
 }
 
 // ---- the commands
 
 int32_t show_running(int32_t /*argc*/, const char *const * /*argv*/) {
-    print("running_config", cmds_store(), cmds_is_administrator());
+    print("running_config", cmds_store(), cmds_is_administrator(), 0);
     return 0;
 }
 
@@ -87,7 +94,7 @@ int32_t show_startup(int32_t /*argc*/, const char *const * /*argv*/) {
     if (saved == nullptr) {
         return k_cmds_failed;
     }
-    print("startup_config", *saved, false);
+    print("startup_config", *saved, false, s_failed_lines);
     return 0;
 }
 
@@ -101,6 +108,7 @@ int32_t show_changes(int32_t /*argc*/, const char *const * /*argv*/) {
     if (saved == nullptr) {
         return k_cmds_failed;
     }
+    tell_failed(s_failed_lines);
     std::string text;
     if (config_compare(*saved, cmds_store(), add_difference, &text) == 0) {
         text = "Nothing has been changed since it was saved.\n";

@@ -8,10 +8,13 @@
 
 namespace {
 
+/// In the place of cli_print: the line is only read, for its setting.
+[[gnu::format(printf, 1, 2)]] int keep_silent(const char * /*format*/, ...) { return 0; }
+
 int32_t set_length(int32_t argc, const char *const *argv) {
     if (cmds_only_records()) {
         int32_t length = 0;
-        const int32_t refused = screen_length_read(argv[0], cli_print, &length);
+        const int32_t refused = screen_length_read(argv[0], keep_silent, &length);
         return refused == 0 ? cmds_record(argc, argv) : refused;
     }
     const int32_t result = screen_length_set(argv[0], cli_print);
