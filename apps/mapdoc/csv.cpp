@@ -15,45 +15,17 @@ std::string quoted(const std::string &text) {
     return out + '"';
 }
 
-struct csv_row {
-    unsigned number;
-    unsigned notation;
-    unsigned count;
-    mb_type type;
-    const char *block;
-    const char *name;
-    std::string element;
-    const char *unit;
-    std::string meaning;
-    unsigned safe_count;
-};
-
-void put_row(std::string &csv, const csv_row &row) {
-    text_append(csv, "%u,%u,%u,%u,", row.number, row.number - 1, row.notation, row.count);
+void put_row(std::string &csv, const mapdoc_row &row) {
+    const mb_item &item = *row.item;
+    text_append(csv, "%u,%u,%u,%u,", row.number, row.number - 1, mapdoc_notation(row, false),
+                unsigned{item.count});
     for (const std::string &text :
-         {std::string(mapdoc_type(row.type)), std::string(mapdoc_word_order(row.type)), std::string(row.unit),
-          std::string(row.block), row.element, std::string(row.name), row.meaning}) {
+         {std::string(mapdoc_type(item.type)), std::string(mapdoc_word_order(item.type)),
+          std::string(item.unit), std::string(row.block->name), mapdoc_element(*row.group, row.element),
+          std::string(item.name), mapdoc_meaning(item)}) {
         csv += quoted(text) + ',';
     }
     text_append(csv, "%u\n", row.safe_count);
-}
-
-void put_element(std::string &csv, const mb_block &block, const mb_group &group, uint16_t element) {
-    for (const mb_item &item : group.items) {
-        const unsigned number = unsigned{group.first} + unsigned{element} * group.stride + item.offset;
-        put_row(csv, {number, 30000U + number, item.count, item.type, block.name, item.name,
-                      mapdoc_element(group, element), item.unit, mapdoc_meaning(item),
-                      mb_map_safe_count(static_cast<uint16_t>(number))});
-    }
-}
-
-void put_holding(std::string &csv) {
-    for (unsigned i = 0; i < k_mb_holding_count; i++) {
-        const unsigned number = unsigned{k_mb_holding_first} + i;
-        put_row(csv, {number, 40000U + number, 1, mb_type::u16, "Holding registers", "holding", "", "",
-                      "The connection's own; 0 until written",
-                      std::min<unsigned>(k_mb_holding_read_max, k_mb_holding_count - i)});
-    }
 }
 
 } // namespace
@@ -61,13 +33,8 @@ void put_holding(std::string &csv) {
 std::string mapdoc_csv() {
     std::string csv = "register,pdu_address,notation,count,type,word_order,unit,block,element,name,meaning,"
                       "largest_safe_read\n";
-    for (const mb_block &block : mb_map_blocks()) {
-        for (const mb_group &group : block.groups) {
-            for (uint16_t element = 0; element < group.elements; element++) {
-                put_element(csv, block, group, element);
-            }
-        }
+    for (const mapdoc_row &row : mapdoc_rows()) {
+        put_row(csv, row);
     }
-    put_holding(csv);
     return csv;
 }

@@ -369,7 +369,9 @@ std::string mapdoc_markdown() {
                 "# Register map\n\n"
                 "What the switch answers over Modbus TCP (port %u). Written by `mapdoc` from the rows in "
                 "`modbus/mbmap.cpp` that the daemon serves from: change those, then build the target `docs`. "
-                "The same map for import, a row for every item: [register-map.csv](register-map.csv).\n\n",
+                "The same map for import, a row for every item: [register-map.csv](register-map.csv), "
+                "[register-map.json](register-map.json); as a Thing Description: "
+                "[register-map.td.json](register-map.td.json).\n\n",
                 unsigned{k_modbus_port});
     put_addressing(md);
     put_functions(md);

@@ -1,4 +1,4 @@
-// What both documents of the register map say in the same words.
+// What the documents of the register map say in the same words.
 
 #include "apps/mapdoc/mapdoc.h"
 
@@ -9,20 +9,21 @@
 namespace {
 
 struct type_words {
+    const char *key;
     const char *type;
     const char *order;
 };
 
 // Indexed by mb_type.
 constexpr type_words k_types[] = {
-    {"16-bit unsigned", ""},
-    {"16-bit words", "as stored"},
-    {"32-bit unsigned", "high word first"},
-    {"text, 2 characters a register", "first character in the high byte"},
-    {"text, 1 character a register", "character in the low byte"},
-    {"6 bytes, 2 a register", "first byte in the high byte"},
-    {"2 bytes", "high byte, low byte"},
-    {"bit fields", ""},
+    {"u16", "16-bit unsigned", ""},
+    {"words", "16-bit words", "as stored"},
+    {"u32", "32-bit unsigned", "high word first"},
+    {"text", "text, 2 characters a register", "first character in the high byte"},
+    {"wide_text", "text, 1 character a register", "character in the low byte"},
+    {"address", "6 bytes, 2 a register", "first byte in the high byte"},
+    {"byte_pair", "2 bytes", "high byte, low byte"},
+    {"bits", "bit fields", ""},
 };
 static_assert(std::size(k_types) == static_cast<size_t>(mb_type::count));
 
@@ -31,6 +32,8 @@ static_assert(std::size(k_types) == static_cast<size_t>(mb_type::count));
 const char *mapdoc_type(mb_type type) { return k_types[static_cast<size_t>(type)].type; }
 
 const char *mapdoc_word_order(mb_type type) { return k_types[static_cast<size_t>(type)].order; }
+
+const char *mapdoc_type_key(mb_type type) { return k_types[static_cast<size_t>(type)].key; }
 
 std::string mapdoc_meaning(const mb_item &item) {
     std::string text = item.meaning;
@@ -43,10 +46,10 @@ std::string mapdoc_meaning(const mb_item &item) {
     return text;
 }
 
-std::string mapdoc_element(const mb_group &group, uint16_t element) {
+std::string mapdoc_element(const mb_group &group, unsigned element) {
     std::string text;
-    if (group.elements > 1) {
-        text_append(text, "%s %u", group.element, unsigned{group.element_number} + element);
+    if (*group.element != '\0') {
+        text_append(text, "%s %u", group.element, group.element_number + element);
     }
     return text;
 }
