@@ -11,7 +11,7 @@
 namespace {
 
 /// A block with all that a request needs, for port, ring or instance 1.
-sasi_block valid_block(const sim_request &request) {
+sasi_block valid_block(const sasi_request_row &request) {
     sasi_block block{};
     const auto at = [&](size_t place) { return block.payload + (place - offsetof(sasi_block, payload)); };
     block.request = request.request;
@@ -30,7 +30,7 @@ sasi_block valid_block(const sim_request &request) {
 }
 
 template<typename F> void measure(benchmark::State &state, F request_once) {
-    const sim_request &request = k_sim_requests[state.range(0)];
+    const sasi_request_row &request = k_sasi_requests[state.range(0)];
     state.SetLabel(request.meaning);
     sasi_block block = valid_block(request);
     const sasi_block fresh = block;
@@ -59,7 +59,7 @@ void through_ioctl(benchmark::State &state) {
     sasiClose();
 }
 
-void all_requests(benchmark::internal::Benchmark *bench) { bench->DenseRange(0, k_sim_request_kinds - 1); }
+void all_requests(benchmark::internal::Benchmark *bench) { bench->DenseRange(0, k_sasi_request_kinds - 1); }
 
 BENCHMARK(answered)->Apply(all_requests);
 BENCHMARK(through_ioctl)->Apply(all_requests);

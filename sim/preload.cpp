@@ -162,7 +162,7 @@ device device_of(int fd) {
 }
 
 int device_control(unsigned long request, void *argument) {
-    if (!sim_device_takes(request)) {
+    if (!sasi_takes(request)) {
         return fail(ENOTTY);
     }
     if (argument == nullptr) {

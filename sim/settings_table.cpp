@@ -329,7 +329,7 @@ constexpr sim_setting k_settings[] = {
      {},
      "how often a request was made"},
     read_only(single("requests.unknown", number,
-                     offsetof(sim_state, request_counts) + sizeof(uint32_t) * k_sim_request_kinds, k_any, {},
+                     offsetof(sim_state, request_counts) + sizeof(uint32_t) * k_sasi_request_kinds, k_any, {},
                      "how often the device was asked what it does not know")),
 };
 
@@ -352,7 +352,7 @@ uint32_t sim_index_count(sim_index index) {
     case sim_index::instance:
         return k_mst_instances;
     case sim_index::request:
-        return k_sim_request_kinds;
+        return k_sasi_request_kinds;
     case sim_index::none:
         break;
     }
@@ -368,8 +368,8 @@ std::string sim_index_label(sim_index index, uint32_t place) {
     case sim_index::counter:
         return std::to_string(k_counter_subs[place]);
     case sim_index::request:
-        return std::to_string(k_sim_requests[place].request) + "/" +
-               std::to_string(k_sim_requests[place].sub_code);
+        return std::to_string(k_sasi_requests[place].request) + "/" +
+               std::to_string(k_sasi_requests[place].sub_code);
     case sim_index::redundant_ring:
     case sim_index::instance:
         return std::to_string(place);

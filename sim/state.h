@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lib/sasi/sasi_layout.h"
+#include "lib/sasi/sasi_requests.h"
 
 #include <atomic>
 #include <cstddef>
@@ -29,6 +29,7 @@ struct sim_port {
 
 /// A ring-redundancy record, without the bytes that nothing reads; see ring_at.
 struct sim_ring {
+    alignas(8) uint8_t name[36]; // the first k_name_size bytes count
     uint32_t state;
     uint32_t word24;
     uint32_t value28;
@@ -42,7 +43,6 @@ struct sim_ring {
     uint32_t word133;
     uint32_t byte137;
     uint32_t word141;
-    uint8_t name[36]; // the first k_name_size bytes count
 };
 
 /// A redundant-ring record; see redundant_at.
@@ -140,13 +140,9 @@ inline constexpr uint32_t k_sim_forks_all = 0xFFFFFFFF;
 inline constexpr uint32_t k_sim_time_whole = 0xFFFFFFFF;
 inline constexpr uint32_t k_sim_time_silent = 0xFFFFFFFE;
 
-/// Requests that the device knows, in the order of k_sim_requests (device.h), and one place more in the
-/// counts for those it does not.
-inline constexpr size_t k_sim_request_kinds = 19;
-
 /// All zero is a device without a fault, but for the sizes.
 struct sim_faults {
-    sim_request_fault requests[k_sim_request_kinds];
+    sim_request_fault requests[k_sasi_request_kinds]; // by kind
     uint32_t tailer_size; // bytes "/dev/mtd1" is cut to, or k_sim_flash_whole or k_sim_flash_missing
     uint32_t header_size; // the same of "/dev/mtd4"
     uint32_t device_missing;
@@ -179,13 +175,14 @@ struct sim_state {
     sim_time time;
     sim_faults faults;
     uint32_t reserved[2];
-    // Apart from what is only read, so that counting in one child does not slow the others' reads.
-    alignas(64) uint32_t request_counts[k_sim_request_kinds + 1];
+    // By kind, and one place more for what the device does not know. Apart from what is only read, so that
+    // counting in one child does not slow the others' reads.
+    alignas(64) uint32_t request_counts[k_sasi_request_kinds + 1];
     uint32_t reserved_end[15];
 };
 
 inline constexpr uint32_t k_sim_magic = 0x5357534D;
-inline constexpr uint32_t k_sim_version = 2;
+inline constexpr uint32_t k_sim_version = 3;
 
 static_assert(sizeof(sim_counter) == 16 && sizeof(sim_port) == 160 && sizeof(sim_ring) == 88);
 static_assert(sizeof(sim_redundant_ring) == 40 && sizeof(sim_mst_port) == 8 && sizeof(sim_mst) == 112);

@@ -231,9 +231,9 @@ TEST_F(Registers, RedundancySummaryMapsItsFieldsAndStopsAtGaps) {
 TEST_F(Registers, RingGroupsShowTheConfiguredRingsInIdOrder) {
     const std::string name = "a name of thirty-three characters";
     ASSERT_EQ(33U, name.size());
-    // state, word 24, value 28, port 1, its state, word 60, port 2, its state, word 72, configured, word 133,
-    // byte 137, word 141
-    m_switch.ring(7) = {0, 0x1FE, 0xBEEF, 9, 1, 4, 10, 2, 1, 1, 1, 0xFF, 0x345, {}};
+    // name, state, word 24, value 28, port 1, its state, word 60, port 2, its state, word 72, configured,
+    // word 133, byte 137, word 141
+    m_switch.ring(7) = {{}, 0, 0x1FE, 0xBEEF, 9, 1, 4, 10, 2, 1, 1, 1, 0xFF, 0x345};
     m_switch.set_ring_name(7, name);
     m_switch.ring(8).configured = 2; // not configured
     m_switch.ring(255).configured = 1;

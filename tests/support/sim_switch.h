@@ -56,10 +56,10 @@ public:
 
     /// What a request of the device is made to do, and how often it was made.
     sim_request_fault &fault(uint32_t request, uint32_t sub_code) const {
-        return m_file.state->faults.requests[sim_request_kind(request, sub_code)];
+        return m_file.state->faults.requests[sasi_request_kind(request, sub_code)];
     }
     uint32_t requests(uint32_t request, uint32_t sub_code) const {
-        return sim_load(m_file.state->request_counts[sim_request_kind(request, sub_code)]);
+        return sim_load(m_file.state->request_counts[sasi_request_kind(request, sub_code)]);
     }
 
     void set_link(size_t number, bool up) const { sim_port_set_link(state(), port(number), up); }
