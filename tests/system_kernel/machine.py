@@ -3,8 +3,12 @@ import json
 import os
 import pathlib
 import re
+import socket
+import struct
 import subprocess
 import time
+
+import private_switch as desk
 
 DEVICE = "/dev/sasi-dev"
 PATIENCE_S = 20
@@ -89,6 +93,26 @@ class Program:
             expect(f"{self.name}: status after SIGTERM", ended, status)
 
 
+class Switch(Program):
+    """A simulated switch, which a program is started on; without one it is just there, for servers of the device."""
+
+    STATE = "/tmp/switch"
+
+    def __init__(self, *command, options=()):
+        super().__init__("switchsim", "switchsim", "run", "--state", self.STATE, *options, "--",
+                         *(command or ("sleep", "infinity")))
+        eventually("the simulated switch takes settings", lambda: self.alive() and self.show("stp.mode", status=None))
+
+    def show(self, name, status=0):
+        return run("switchsim", "show", "--state", self.STATE, "--value", name, status=status).strip()
+
+    def set(self, *settings):
+        run("switchsim", "set", "--state", self.STATE, *settings)
+
+    def fault(self, *faults):
+        run("switchsim", "fault", "--state", self.STATE, *faults)
+
+
 # ---- the surroundings of the daemon
 
 def tap0(address="02:00:5e:00:53:01"):
@@ -103,6 +127,16 @@ def device(*arguments, log="sasid"):
     server = Program(log, "sasid", *arguments)
     eventually(f"{DEVICE} of sasid {' '.join(arguments)}", lambda: server.alive() and os.path.exists(DEVICE))
     return server
+
+
+def waiting_clients():
+    """How many threads wait for an answer of the device, by what the kernel says of where they are."""
+    def stack(path):
+        try:
+            return path.read_text()
+        except OSError:
+            return ""  # ended meanwhile
+    return sum("fuse_do_ioctl" in stack(path) for path in pathlib.Path("/proc").glob("[0-9]*/task/*/stack"))
 
 
 def daemon():
@@ -136,8 +170,34 @@ MAP = [(1001, 124), (1125, 21), *((first, 124) for first in range(1257, 2125, 12
        (2297, 18), (3049, 123), (3172, 123), *((first, 16) for first in range(3305, 5353, 32))]
 
 
+def polled_map():
+    """The whole map as the independent client reads it: a connection for each part."""
+    return {first: registers(first, count) for first, count in MAP}
+
+
+class Client:
+    """A connection that stays, and what it reads: input registers, by their numbers."""
+
+    def __init__(self, port=502):
+        self.sock = socket.create_connection(("127.0.0.1", port), PATIENCE_S)
+        self.asked = 0
+
+    def read(self, first, count):
+        self.asked += 1
+        reply = desk.modbus_ask(self.sock, self.asked, struct.pack(">BHH", 4, first - 1, count))
+        expect(f"function and size of the reply to {first}", reply[:2], bytes((4, 2 * count)))
+        return list(struct.unpack(f">{count}H", reply[2:]))
+
+    def close(self):
+        self.sock.close()
+
+
 def whole_map(port=502):
-    return {first: registers(first, count, port) for first, count in MAP}
+    """The whole map, read over one connection."""
+    client = Client(port)
+    found = {first: client.read(first, count) for first, count in MAP}
+    client.close()
+    return found
 
 
 def expect_same_map(what, got, wanted):
