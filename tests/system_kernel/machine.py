@@ -38,6 +38,11 @@ def run(*command, status=0, patience=PATIENCE_S):
     return done.stdout
 
 
+def succeeds(*command):
+    return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                          timeout=PATIENCE_S).returncode == 0
+
+
 def eventually(what, condition, patience=PATIENCE_S):
     """Waits until the condition gives something true, and returns it."""
     end = time.monotonic() + patience
@@ -101,10 +106,9 @@ class Switch(Program):
     def __init__(self, *command, options=()):
         super().__init__("switchsim", "switchsim", "run", "--state", self.STATE, *options, "--",
                          *(command or ("sleep", "infinity")))
-        eventually("the simulated switch takes settings", lambda: self.alive() and self.show("stp.mode", status=None))
+        eventually("the simulated switch takes settings", lambda: self.alive() and succeeds(
+            "switchsim", "set", "--state", self.STATE, "fault.fork=ok"))
 
-    def show(self, name, status=0):
-        return run("switchsim", "show", "--state", self.STATE, "--value", name, status=status).strip()
 
     def set(self, *settings):
         run("switchsim", "set", "--state", self.STATE, *settings)
