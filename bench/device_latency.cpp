@@ -14,6 +14,7 @@
 namespace {
 
 constexpr uint32_t k_empty_number = k_sasi_port + 1; // of the device's numbers, and none of its requests
+constexpr uint32_t k_refused_number = 1;             // nobody's: refused without a look at the block
 
 struct kind {
     const char *name;
@@ -25,6 +26,7 @@ struct kind {
 // The first is what the others are compared with.
 constexpr kind k_kinds[] = {
     {"empty control call", k_empty_number, 0, false},
+    {"refused call", k_refused_number, 0, false},
     {"state of a port", k_sasi_port, k_sub_port_state, true},
     {"counter of a port", k_sasi_counter, k_counter_subs[0], true},
     {"alarm status", k_sasi_alarm, k_sub_alarm_status, true},
