@@ -23,3 +23,14 @@ need_packages() {
 # What building the programs, tests and benchmarks takes.
 build_packages=(g++ cmake ninja-build pkg-config googletest libbenchmark-dev libevent-dev nlohmann-json3-dev libedit-dev
     libcrypt-dev libfuse3-dev)
+
+# What tests/system_kernel takes besides; the kernel itself exists for amd64 only.
+system_packages=(kmod iproute2 iputils-ping mbpoll python3)
+[ "$(dpkg --print-architecture)" != amd64 ] || system_packages+=(user-mode-linux)
+
+# What the board's build, its tests and tests/arm_machine take besides.
+arm_packages=(g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio kmod)
+
+# Debian's packages for the board, which scripts/armhf-root unpacks: what its programs are linked with beside the C library.
+armhf_packages=(libcrypt-dev libcrypt1 libedit-dev libedit2 libbsd-dev libbsd0 libmd-dev libmd0 libncurses-dev libtinfo6
+    libfuse3-dev libfuse3-3 libmnl-dev libmnl0)

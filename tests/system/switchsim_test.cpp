@@ -79,6 +79,29 @@ TEST(Switchsim, ScenarioPlaysWhileTheProgramRuns) {
     EXPECT_THAT(wrong.output, HasSubstr(other.state() + ".txt:1: port.1.lnk: no such setting"));
 }
 
+command_result flash(const words &arguments) {
+    words all = {"flash"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return run_command(own_program("switchsim", all));
+}
+
+TEST(Switchsim, FlashIsWhatProgramsOnTheSwitchRead) {
+    EXPECT_EQ(1, flash({"mtd2"}).status);
+    EXPECT_EQ(1, flash({"mtd1", "4095"}).status);
+    EXPECT_EQ(2, flash({"mtd1", "67108865"}).status);
+    if (own_program("").size() > 1) {
+        GTEST_SKIP() << "this machine's cat takes no library of another";
+    }
+    const switchsim_in_folder sw;
+    const std::string tailer = sw.run("run", {"cat", "/dev/mtd1"}).output;
+    const std::string header = sw.run("run", {"cat", "/dev/mtd4"}).output;
+    const std::string erased(16384 - 4096, '\xFF');
+    EXPECT_THAT(tailer, HasSubstr("ZS-1200 managed switch"));
+    EXPECT_EQ(erased + tailer, flash({"mtd1", "16384"}).output);
+    EXPECT_EQ(header + erased, flash({"mtd4", "16384"}).output);
+    EXPECT_EQ(header, flash({"mtd4"}).output);
+}
+
 TEST(Switchsim, ExitStatusIsTheProgramsAndWhatItLeftRunningIsEnded) {
     const switchsim_in_folder sw;
     const struct {
