@@ -12,12 +12,12 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # Never the host's libraries: where a porter has said nothing else, what scripts/armhf-root has unpacked in the build's
 # folder, or what Debian installs for this machine.
 set(unpacked ${CMAKE_CURRENT_LIST_DIR}/../build/armhf-root)
+get_filename_component(unpacked ${unpacked} REALPATH)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;/usr/arm-linux-gnueabihf)
-if(NOT DEFINED ENV{PKG_CONFIG_LIBDIR} AND EXISTS ${unpacked})
-  get_filename_component(unpacked ${unpacked} REALPATH)
+if(EXISTS ${unpacked} AND (NOT DEFINED ENV{PKG_CONFIG_LIBDIR} OR "$ENV{PKG_CONFIG_SYSROOT_DIR}" STREQUAL ${unpacked}))
   set(libraries ${unpacked}/usr/lib/arm-linux-gnueabihf ${unpacked}/lib/arm-linux-gnueabihf)
   list(APPEND CMAKE_FIND_ROOT_PATH ${unpacked})
-  set(ENV{PKG_CONFIG_SYSROOT_DIR} ${unpacked})
+  set(ENV{PKG_CONFIG_SYSROOT_DIR} ${unpacked}) # this file is read again, and knows by it that it was here
   set(ENV{PKG_CONFIG_LIBDIR} ${unpacked}/usr/lib/arm-linux-gnueabihf/pkgconfig)
   list(JOIN libraries : libraries)
   string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -Wl,-rpath-link=${libraries}")

@@ -20,7 +20,8 @@ extern const std::string_view k_sim_healthy;
 [[nodiscard]] bool sim_scenario_parse(std::string_view text, const std::string &file,
                                       std::vector<sim_step> &steps, std::string &error);
 
-/// Sets a new switch as it is at the start: healthy, and what the first step of `steps`, if there is one, says.
+/// Sets a new switch as it is at the start: healthy, and what the first step of `steps`, if there is one,
+/// says.
 void sim_scenario_begin(sim_state &state, std::vector<sim_step> &steps);
 
 /// Applies every step that is due at `elapsed_ns` from the start, in the order of their times, and returns

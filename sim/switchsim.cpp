@@ -280,7 +280,8 @@ int command_show(const arguments &given) {
 int command_flash(const arguments &given) {
     const char *const partition = given.rest[0];
     size_t size = k_sim_flash_size;
-    if (partition == nullptr || (given.rest[1] != nullptr && !parse_number(given.rest[1], 0, k_flash_max, &size))) {
+    if (partition == nullptr ||
+        (given.rest[1] != nullptr && !parse_number(given.rest[1], 0, k_flash_max, &size))) {
         complain("a partition and its size are wanted; see --help");
         return k_usage_error;
     }
