@@ -1,4 +1,4 @@
-# What is taken from packages: nlohmann_json_headers to link with, LIBEDIT and LIBCRYPT of pkg-config, and whether there is
+# What is taken from packages: nlohmann_json_headers to link with, LIBEDIT, LIBCRYPT and LIBMNL of pkg-config, and whether there is
 # one.
 find_package(nlohmann_json 3 REQUIRED CMAKE_FIND_ROOT_PATH_BOTH)
 
@@ -22,6 +22,7 @@ find_package(PkgConfig QUIET)
 if(PKG_CONFIG_FOUND)
   pkg_check_modules(LIBEDIT IMPORTED_TARGET GLOBAL libedit)
   pkg_check_modules(LIBCRYPT IMPORTED_TARGET GLOBAL libcrypt)
+  pkg_check_modules(LIBMNL IMPORTED_TARGET GLOBAL libmnl)
 endif()
 if(CMAKE_CROSSCOMPILING AND NOT LIBEDIT_FOUND)
   set(ZOP_HAS_LIBEDIT OFF)
