@@ -22,4 +22,4 @@ need_packages() {
 
 # What building the programs, tests and benchmarks takes.
 build_packages=(g++ cmake ninja-build pkg-config googletest libbenchmark-dev libevent-dev nlohmann-json3-dev libedit-dev
-    libcrypt-dev libmnl-dev)
+    libcrypt-dev libfuse3-dev libmnl-dev)
