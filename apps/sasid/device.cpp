@@ -104,7 +104,7 @@ void on_open(fuse_req_t request, fuse_file_info *file) {
 void on_made(void * /*unused*/) {
     pollfd session = {fuse_session_fd(s_session), POLLIN, 0};
     if (::poll(&session, 1, 0) > 0 && (session.revents & POLLERR) != 0) {
-        give_up("the kernel does not make /dev/" + s_device->name + "; is there one already?");
+        give_up("the kernel does not make the device " + s_device->name);
     }
     std::string error;
     if (!sasid_drop_privileges(s_device->user, error)) {
@@ -133,6 +133,10 @@ void take_signals() {
 
 void sasid_serve(const sasid_device &device) {
     s_device = &device;
+    if (::access(("/dev/" + device.name).c_str(), F_OK) ==
+        0) { // the kernel would make a device without a node
+        give_up("there is a /dev/" + device.name + " already");
+    }
     const std::string name = "DEVNAME=" + device.name;
     const char *names[] = {name.c_str()};
     cuse_info info = {};

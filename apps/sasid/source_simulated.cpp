@@ -13,7 +13,7 @@ namespace {
 constexpr int64_t k_look_again_us = 250'000;
 
 pthread_mutex_t s_mutex = PTHREAD_MUTEX_INITIALIZER; // for all below
-std::string *s_path = nullptr;                       // null: no source yet; never freed
+std::string *s_path = nullptr;                       // as named, whole from the start on; never freed
 sim_file s_file = {nullptr, -1};                     // null: no switch was there
 int64_t s_looked_us = 0;
 
@@ -29,6 +29,13 @@ sim_state *look() {
         }
     }
     return s_file.state;
+}
+
+/// Only the user that the server has become knows where its switch is.
+bool start(std::string & /*error*/) {
+    const mutex_guard guard(s_mutex);
+    *s_path = sim_paths_state(s_path->empty() ? nullptr : s_path->c_str());
+    return true;
 }
 
 int32_t refusal() {
@@ -52,14 +59,14 @@ int32_t answer(uint32_t number, sasi_block &block, uint32_t *delay_ms) {
     return sim_device_call(*state, number, block, false);
 }
 
-constexpr sasid_source k_source = {nullptr, refusal, answer};
+constexpr sasid_source k_source = {start, refusal, answer};
 
 } // namespace
 
 const sasid_source &sasid_simulated_source(const std::string &path) {
     const mutex_guard guard(s_mutex);
     delete s_path;
-    s_path = new std::string(sim_paths_state(path.empty() ? nullptr : path.c_str()));
+    s_path = new std::string(path);
     sim_file_close(s_file);
     return k_source;
 }

@@ -18,11 +18,16 @@ protected:
     SasidSimulated() {
         EXPECT_NE(nullptr, ::mkdtemp(m_folder));
         m_path = std::string(m_folder) + "/state";
-        m_source = &sasid_simulated_source(m_path);
+        // As --user has it: where the file is is found out when the server starts, not before.
+        m_source = &sasid_simulated_source("");
+        ::setenv("SWITCHSIM_STATE", m_path.c_str(), 1);
+        std::string error;
+        EXPECT_TRUE(m_source->start(error));
     }
     ~SasidSimulated() override {
         end_switch();
         ::rmdir(m_folder);
+        ::unsetenv("SWITCHSIM_STATE");
     }
     void make_switch(uint32_t alarm) {
         ASSERT_EQ(sim_file_result::ok, sim_file_create(m_path.c_str(), m_file));
