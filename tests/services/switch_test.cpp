@@ -146,7 +146,7 @@ TEST_F(SwitchService, RingsAreThoseThatTheDeviceHas) {
     EXPECT_THAT(show("tarn-ring ring", {"1"}).text, HasSubstr("Enabled             : no\n"));
 
     EXPECT_EQ("none\n", show("erps").text);
-    sw.ring(255) = {1, 24, 2828, 11, 2, 60, 12, 0, 72, 1, 133, 137, 141, {}};
+    sw.ring(255) = {{}, 1, 24, 2828, 11, 2, 60, 12, 0, 72, 1, 133, 137, 141};
     sw.set_ring_name(255, "a\x1b[2J\xff");
     EXPECT_EQ("Ring  Name    Enabled  Port 1  Port 1 state  Port 2  Port 2 state\n"
               " 255  a?[2J?  yes          11             2      12             0\n",
