@@ -7,6 +7,7 @@ namespace {
 
 constexpr size_t k_nowhere = k_switch_ports;
 
+/// Null for 0 as well, which no interface has.
 const linux_link *find(std::span<const linux_link> ports, int32_t index) {
     const auto found =
         std::find_if(ports.begin(), ports.end(), [=](const linux_link &port) { return port.index == index; });
@@ -43,8 +44,7 @@ void number_by_list(linux_numbering &numbering, std::span<const linux_link> port
 
 void keep_those_still_there(linux_numbering &numbering, std::span<const linux_link> ports) {
     for (size_t i = 0; i < numbering.indexes.size(); i++) {
-        const linux_link *const port =
-            numbering.indexes[i] == 0 ? nullptr : find(ports, numbering.indexes[i]);
+        const linux_link *const port = find(ports, numbering.indexes[i]);
         numbering.indexes[i] = port == nullptr ? 0 : port->index;
         numbering.names[i] = port == nullptr ? numbering.names[i] : port->name;
     }
@@ -112,8 +112,7 @@ void linux_take_ports(linux_model &model, const linux_numbering &numbering, std:
     model.instances.reset();
     for (size_t i = 0; i < model.ports.size(); i++) {
         linux_port &port = model.ports[i];
-        const linux_link *const link =
-            numbering.indexes[i] == 0 ? nullptr : find(ports, numbering.indexes[i]);
+        const linux_link *const link = find(ports, numbering.indexes[i]);
         if (link == nullptr) {
             port = {};
         } else {

@@ -93,6 +93,22 @@ struct bridge_of_two {
     }
 };
 
+TEST(Model, ALineIsKeptForAsLongAsItsInterfaceIsThere) {
+    linux_numbering by = linux_number_ports(std::vector{name_of("a")});
+    linux_model model{};
+    const auto speed_with = [&](const std::vector<linux_link> &ports) {
+        linux_number_again(by, ports);
+        linux_take_ports(model, by, ports, {});
+        return model.ports[0].line.speed;
+    };
+    EXPECT_EQ(0U, speed_with({link_of(5, "a")}));
+    model.ports[0].line.speed = 100;
+    EXPECT_EQ(100U, speed_with({link_of(5, "a")}));
+    EXPECT_EQ(0U, speed_with({link_of(6, "a")})) << "another one of the name";
+    model.ports[0].line.speed = 100;
+    EXPECT_EQ(0U, speed_with({}));
+}
+
 std::string counters(const linux_model &model, int32_t port) {
     std::string all;
     for (size_t which = 0; which < std::size(k_counter_subs); which++) {
