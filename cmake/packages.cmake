@@ -1,5 +1,5 @@
-# What is taken from packages: nlohmann_json_headers to link with, LIBEDIT, LIBCRYPT and FUSE of pkg-config, and whether there is
-# one.
+# What is taken from packages: nlohmann_json_headers to link with, LIBEDIT, LIBCRYPT, FUSE and LIBMNL of pkg-config, and
+# whether there is one.
 find_package(nlohmann_json 3 REQUIRED CMAKE_FIND_ROOT_PATH_BOTH)
 
 # Headers only, so the host's are as good for another machine. But the rest of the host's include folder is not, so
@@ -25,6 +25,7 @@ if(PKG_CONFIG_FOUND)
   pkg_check_modules(LIBEDIT IMPORTED_TARGET GLOBAL libedit)
   pkg_check_modules(LIBCRYPT IMPORTED_TARGET GLOBAL libcrypt)
   pkg_check_modules(FUSE IMPORTED_TARGET GLOBAL fuse3)
+  pkg_check_modules(LIBMNL IMPORTED_TARGET GLOBAL libmnl)
 endif()
 if(CMAKE_CROSSCOMPILING AND NOT LIBEDIT_FOUND)
   set(ZOP_HAS_LIBEDIT OFF)

@@ -17,5 +17,5 @@ void set_run_state(int32_t value);
 bool start_poll_thread();
 
 /// Starts a poll thread whenever there is none, tries again a millisecond after one that could not be
-/// created, and sleeps while one runs; until the stop flag is set, and nothing sets it.
+/// created, and sleeps while one runs or is yet to run; until the stop flag is set, and nothing sets it.
 void supervise_poll_thread();

@@ -22,7 +22,7 @@ need_packages() {
 
 # What building the programs, tests and benchmarks takes.
 build_packages=(g++ cmake ninja-build pkg-config googletest libbenchmark-dev libevent-dev nlohmann-json3-dev libedit-dev
-    libcrypt-dev libfuse3-dev)
+    libcrypt-dev libfuse3-dev libmnl-dev)
 
 # What tests/system_kernel takes besides; the kernel itself exists for amd64 only.
 system_packages=(kmod iproute2 iputils-ping mbpoll python3)

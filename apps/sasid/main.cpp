@@ -16,5 +16,13 @@ int main(int argc, char **argv) {
         source = &sasid_simulated_source(wanted.state);
     }
 #endif
+#ifdef ZOP_HAS_LINUX_SWITCH
+    if (wanted.source == sasid_source_kind::linux_bridge) {
+        source = sasid_linux_source(wanted.bridge);
+    }
+#endif
+    if (source == nullptr) {
+        return 2; // it has been said why
+    }
     sasid_serve({wanted.device, wanted.user, source});
 }

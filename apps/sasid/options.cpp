@@ -22,6 +22,11 @@ constexpr const char *k_help =
     "  --simulated     the simulated switch that `switchsim run` makes\n"
     "  --state FILE    its state file; otherwise where `switchsim set` looks\n"
 #endif
+#ifdef ZOP_HAS_LINUX_SWITCH
+    "  --linux BRIDGE  a bridge of this machine; its ports are the switch's\n"
+    "  --ports A,B,..  names of its ports 1, 2, ...; otherwise in the order of their names\n"
+    "  --config FILE   what raises alarms\n"
+#endif
     "  --none          no switch: every request is answered \"not known\"\n"
     "  --device NAME   the device's name in /dev, sasi-dev by default\n"
     "  --user NAME     becomes this user when the device stands\n"
@@ -33,11 +38,15 @@ constexpr const char *k_help =
 
 constexpr option k_options[] = {
 #ifdef ZOP_HAS_SIMULATOR
-    {"simulated", no_argument, nullptr, 's'},  {"state", required_argument, nullptr, 'S'},
+    {"simulated", no_argument, nullptr, 's'},    {"state", required_argument, nullptr, 'S'},
 #endif
-    {"none", no_argument, nullptr, 'n'},       {"device", required_argument, nullptr, 'd'},
-    {"user", required_argument, nullptr, 'u'}, {"foreground", no_argument, nullptr, 'f'},
-    {"help", no_argument, nullptr, 'h'},       {nullptr, 0, nullptr, 0},
+#ifdef ZOP_HAS_LINUX_SWITCH
+    {"linux", required_argument, nullptr, 'l'},  {"ports", required_argument, nullptr, 'p'},
+    {"config", required_argument, nullptr, 'c'},
+#endif
+    {"none", no_argument, nullptr, 'n'},         {"device", required_argument, nullptr, 'd'},
+    {"user", required_argument, nullptr, 'u'},   {"foreground", no_argument, nullptr, 'f'},
+    {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
 };
 
 int refuse(const char *problem, const char *text = "") {
@@ -69,6 +78,17 @@ int take(int letter, const char *value, sasid_options &wanted, int &sources) {
         wanted.source = letter == 's' ? sasid_source_kind::simulated : sasid_source_kind::none;
         sources++;
         return -1;
+    case 'l':
+        wanted.source = sasid_source_kind::linux_bridge;
+        wanted.bridge.name = value;
+        sources++;
+        return -1;
+    case 'p':
+        wanted.bridge.ports = value;
+        return *value != '\0' ? -1 : refuse("--ports wants names of interfaces");
+    case 'c':
+        wanted.bridge.config = whole_path(value);
+        return *value != '\0' ? -1 : refuse("--config wants the name of a file");
     case 'S':
         wanted.state = whole_path(value);
         return *value != '\0' ? -1 : refuse("--state wants the name of a file");
@@ -107,6 +127,10 @@ int sasid_parse_options(int argc, char **argv, sasid_options &wanted) {
     }
     if (!wanted.state.empty() && wanted.source != sasid_source_kind::simulated) {
         return refuse("--state goes with --simulated");
+    }
+    if (!(wanted.bridge.ports.empty() && wanted.bridge.config.empty()) &&
+        wanted.source != sasid_source_kind::linux_bridge) {
+        return refuse("--ports and --config go with --linux");
     }
     return -1;
 }

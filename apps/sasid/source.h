@@ -25,3 +25,14 @@ extern const sasid_source k_sasid_no_source;
 /// The simulated switch whose state file is at `path`, or where `switchsim` looks when that is empty. It may
 /// come and go: while it is not there, requests fail with EIO. A change is noticed within a quarter second.
 const sasid_source &sasid_simulated_source(const std::string &path);
+
+/// What `sasid` is told about a bridge of this machine, as it stands on the command line.
+struct sasid_bridge {
+    std::string name;
+    std::string ports;  // names with commas between them; empty: the bridge's, in their order
+    std::string config; // a file; empty: nothing raises an alarm
+};
+
+/// A bridge of this machine, which need not be there. Null, after a line on standard error, when a name is
+/// none, there are more ports than a switch has, or the file is wrong.
+const sasid_source *sasid_linux_source(const sasid_bridge &bridge);

@@ -55,6 +55,12 @@ TEST(SasidOptions, WrongCommandLinesAreToldInOneLine) {
         {{"--none", "--state", "x"}, "--state goes with --simulated"},
         {{"--simulated", "--state", ""}, "--state wants"},
 #endif
+#ifdef ZOP_HAS_LINUX_SWITCH
+        {{"--none", "--linux", "br0"}, "one source only"},
+        {{"--none", "--ports", "a"}, "--ports and --config go with --linux"},
+        {{"--none", "--config", "a"}, "--ports and --config go with --linux"},
+        {{"--linux", "br0", "--ports", ""}, "--ports wants"},
+#endif
     };
     for (const auto &wrong : k_wrong) {
         sasid_options wanted;
@@ -64,6 +70,41 @@ TEST(SasidOptions, WrongCommandLinesAreToldInOneLine) {
         EXPECT_EQ(1, std::count(said.begin(), said.end(), '\n')) << said;
     }
 }
+
+#ifdef ZOP_HAS_LINUX_SWITCH
+TEST(SasidLinux, WrongNamesAndFilesAreToldInOneLine) {
+    char folder[] = "/tmp/sasid-XXXXXX";
+    ASSERT_NE(nullptr, ::mkdtemp(folder));
+    const std::string good = std::string(folder) + "/good";
+    const std::string bad = std::string(folder) + "/bad";
+    std::ofstream(good) << "alarm.link-down eth2\n";
+    std::ofstream(bad) << "# no key\nalarm 1\n";
+    struct {
+        sasid_bridge bridge;
+        std::string said;
+    } const k_cases[] = {
+        {{"br0", "1,2,3,4,5,6,7,8,9,10,11,12", ""}, ""},
+        {{"br0", "eth1,eth2", good}, ""},
+        {{"br0", "", good}, ""},
+        {{"a/b", "", ""}, "sasid: a/b: no name of an interface\n"},
+        {{"br0", "eth1,,eth2", ""}, "sasid: eth1,,eth2: no name of an interface\n"},
+        {{"br0", "eth1,eth1", ""}, "sasid: eth1,eth1: one port is named twice\n"},
+        {{"br0", "1,2,3,4,5,6,7,8,9,10,11,12,13", ""},
+         "sasid: 1,2,3,4,5,6,7,8,9,10,11,12,13: more ports than the switch has\n"},
+        {{"br0", "eth1", good}, "sasid: eth2: watched, but not among --ports\n"},
+        {{"br0", "", bad}, "sasid: " + bad + ":2: 'alarm' is no key\n"},
+        {{"br0", "", bad + "er"}, "sasid: cannot read " + bad + "er: No such file or directory\n"},
+    };
+    for (const auto &one : k_cases) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(one.said.empty(), sasid_linux_source(one.bridge) != nullptr) << one.bridge.ports;
+        EXPECT_EQ(one.said, testing::internal::GetCapturedStderr());
+    }
+    ::unlink(good.c_str());
+    ::unlink(bad.c_str());
+    ::rmdir(folder);
+}
+#endif
 
 TEST(SasidOptions, RightOnesAreTaken) {
     sasid_options wanted;

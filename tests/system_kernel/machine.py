@@ -123,6 +123,8 @@ def tap0(address="02:00:5e:00:53:01"):
     run("modprobe", "tun")
     run("ip", "tuntap", "add", "tap0", "mode", "tap")
     run("ip", "link", "set", "tap0", "address", address, "up")
+    # A resolver that sees addresses of IPv6 alone, the loopback's left out, sends a client of 127.0.0.1 elsewhere.
+    run("ip", "address", "add", "192.0.2.1/24", "dev", "tap0")
 
 
 def device(*arguments, log="sasid"):
@@ -224,21 +226,30 @@ def link(name):
 
 
 def make_ports():
-    """Interfaces p1 to p12, each with its other end "far" in a host h1 to h12: a namespace, address 10.5.0.N."""
-    run("modprobe", "veth")
-    lines = []
-    for n in range(1, PORTS + 1):
+    """Interfaces p1 to p12, each with its other end "far" in a host h1 to h12: a namespace, address 10.5.0.N. Nobody
+    sends a frame unasked: there is no IPv6, and hosts know each other's addresses."""
+    run("modprobe", "--all", "veth", "ipv6")
+    no_ipv6 = "echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6"  # for interfaces to come too
+    run("sh", "-c", no_ipv6)
+    hosts = range(1, PORTS + 1)
+    for n in hosts:
         run("ip", "netns", "add", f"h{n}")
-        lines += [f"link add p{n} type veth peer name far netns h{n}", f"link set p{n} up"]
-    ip_batch(lines)
-    for n in range(1, PORTS + 1):
-        ip_batch([f"address add 10.5.0.{n}/24 dev far", "link set far up"], "-n", f"h{n}")
+        in_host(n, "sh", "-c", no_ipv6)
+    ip_batch([line for n in hosts for line in (f"link add p{n} type veth peer name far netns h{n}", f"link set p{n} up")])
+    for n in hosts:
+        ip_batch([f"link set far address {far_address(n)} up", f"address add 10.5.0.{n}/24 dev far",
+                  *(f"neighbour add 10.5.0.{m} lladdr {far_address(m)} dev far" for m in hosts if m != n)],
+                 "-n", f"h{n}")
+
+
+def far_address(n):
+    return f"02:00:5e:00:54:{n:02x}"
 
 
 def make_bridge(name="br0", options=""):
     """A bridge of those ports."""
     run("modprobe", "bridge")
-    ip_batch([f"link add {name} type bridge {options}", *(f"link set p{n} master {name}" for n in range(1, PORTS + 1)),
+    ip_batch([f"link add {name} type bridge mcast_snooping 0 {options}", *(f"link set p{n} master {name}" for n in range(1, PORTS + 1)),
               f"link set {name} up"])
 
 
