@@ -12,6 +12,9 @@
 #ifndef F_SEAL_FUTURE_WRITE
 #define F_SEAL_FUTURE_WRITE 0x0010
 #endif
+#ifndef MFD_NOEXEC_SEAL
+#define MFD_NOEXEC_SEAL 0x0008U
+#endif
 
 namespace {
 
@@ -35,7 +38,11 @@ constexpr std::array<uint8_t, 256> k_exception_places = places_of(k_mb_counted_e
 /// Memory behind a descriptor, with room for the page: it cannot be made shorter under the processes that map
 /// it, nor be written by others than them.
 unique_fd make_memory() {
-    unique_fd memory(::memfd_create(k_mb_counters_name, MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    constexpr unsigned k_flags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
+    unique_fd memory(::memfd_create(k_mb_counters_name, k_flags | MFD_NOEXEC_SEAL)); // wanted by some
+    if (!memory.valid()) {
+        memory.reset(::memfd_create(k_mb_counters_name, k_flags)); // kernels before 6.3 do not know it
+    }
     if (!memory.valid() || ::posix_fallocate(memory.get(), 0, sizeof(mb_counters_page)) != 0 ||
         ::fcntl(memory.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW) != 0) {
         memory.reset();

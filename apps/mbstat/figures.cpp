@@ -1,8 +1,7 @@
 #include "apps/mbstat/figures.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include <iterator>
 
 namespace {
 

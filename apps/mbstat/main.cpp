@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <getopt.h>
+#include <pwd.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,9 +22,10 @@ constexpr int k_status_usage = 2;
 struct options {
     std::string (*write)(const stat_figures &figures);
     pid_t process_id; // 0: the one that runs
+    uid_t user;       // as whom it may run, besides root
 };
 
-constexpr const char *k_usage = "usage: mbstat [--json | --prometheus] [--pid N]\n";
+constexpr const char *k_usage = "usage: mbstat [--json | --prometheus] [--user NAME | --pid N]\n";
 constexpr const char *k_help =
     "\n"
     "Prints what modbusd on this machine has counted since its start. What each figure is\n"
@@ -30,8 +33,9 @@ constexpr const char *k_help =
     "\n"
     "  -j, --json        print one JSON object on a line\n"
     "  -m, --prometheus  print metrics in the text exposition format 0.0.4\n"
-    "  -p, --pid N       the daemon whose listening process has number N, whoever's it is;\n"
-    "                    without it, the one that root or this user runs\n"
+    "  -u, --user NAME   the daemon that runs as this user, or as root; without it, as\n"
+    "                    the caller or as root\n"
+    "  -p, --pid N       the daemon whose listening process has number N, whoever's it is\n"
     "  -h, --help        print this\n"
     "\n"
     "Exit status: 0 done, 1 no such daemon, 2 wrong command line.\n";
@@ -52,20 +56,31 @@ void choose(options &parsed, std::string (*write)(const stat_figures &figures)) 
     parsed.write = write;
 }
 
+uid_t user_of(const char *name) {
+    const passwd *entry = ::getpwnam(name);
+    uid_t user = 0;
+    if (entry == nullptr && !parse_number(name, &user)) {
+        exit_usage("no such user", name);
+    }
+    return entry != nullptr ? entry->pw_uid : user;
+}
+
 options parse_options(int argc, char **argv) {
-    static constexpr option k_options[] = {{"json", no_argument, nullptr, 'j'},
-                                           {"prometheus", no_argument, nullptr, 'm'},
-                                           {"pid", required_argument, nullptr, 'p'},
-                                           {"help", no_argument, nullptr, 'h'},
-                                           {nullptr, 0, nullptr, 0}};
-    options parsed = {stat_text, 0};
-    for (int opt; (opt = getopt_long(argc, argv, "jmp:h", k_options, nullptr)) != -1;) {
+    static constexpr option k_options[] = {
+        {"json", no_argument, nullptr, 'j'},       {"prometheus", no_argument, nullptr, 'm'},
+        {"user", required_argument, nullptr, 'u'}, {"pid", required_argument, nullptr, 'p'},
+        {"help", no_argument, nullptr, 'h'},       {nullptr, 0, nullptr, 0}};
+    options parsed = {stat_text, 0, ::geteuid()};
+    for (int opt; (opt = getopt_long(argc, argv, "jmu:p:h", k_options, nullptr)) != -1;) {
         switch (opt) {
         case 'j':
             choose(parsed, stat_json);
             break;
         case 'm':
             choose(parsed, stat_metrics);
+            break;
+        case 'u':
+            parsed.user = user_of(optarg);
             break;
         case 'p':
             if (!parse_number(optarg, 1, INT32_MAX, &parsed.process_id)) {
@@ -91,7 +106,7 @@ int main(int argc, char **argv) {
     hold_standard_streams();
     const options chosen = parse_options(argc, argv);
     const counters_page found =
-        chosen.process_id != 0 ? counters_page_of(chosen.process_id) : counters_page_find();
+        chosen.process_id != 0 ? counters_page_of(chosen.process_id) : counters_page_find(chosen.user);
     if (found.page == nullptr) {
         std::fprintf(stderr, "mbstat: %s\n", found.error.c_str());
         return k_status_failed;

@@ -1,14 +1,9 @@
 #include "apps/mbstat/page.h"
 
-#include "lib/base/bytes.h"
 #include "lib/base/parse_number.h"
-#include "lib/base/retry.h"
 #include "lib/base/unique_fd.h"
 
-#include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -67,13 +62,15 @@ bool is_fixed_memory(int memory, const struct stat &info) {
 
 /// What a process has of counters.
 struct found_page {
-    const mb_counters_page *page = nullptr; // null: none, or none that can be read
-    bool refused = false;                   // there is one, and `error` says why it is not read
-    std::string error;
+    const mb_counters_page *page = nullptr; // null: none that is read
+    bool is_strangers = false;              // there is one, of an owner who is not asked for
+    std::string error;                      // there is one, and this is why it is not read; else empty
 };
 
+std::string name_of(int32_t process_id) { return "process " + std::to_string(process_id); }
+
 found_page refuse(pid_t process_id, const std::string &why) {
-    return {nullptr, true, "process " + std::to_string(process_id) + ": " + why};
+    return {nullptr, false, name_of(process_id) + ": " + why};
 }
 
 /// The beginning of the page, which is the same in all versions.
@@ -84,17 +81,10 @@ struct page_head {
 };
 static_assert(offsetof(mb_counters_page, size) == offsetof(page_head, size));
 
-/// Looks at the counters that a process has open, of any owner or of root and the caller only.
-found_page look_at(pid_t process_id, bool any_owner) {
-    const unique_fd memory = open_memory(process_id);
-    struct stat info = {};
-    if (!memory.valid() || ::fstat(memory.get(), &info) != 0 ||
-        (!any_owner && info.st_uid != 0 && info.st_uid != ::geteuid())) {
-        return {};
-    }
+/// Maps the memory when it holds a page of this version.
+found_page map_page(pid_t process_id, int memory, const struct stat &info) {
     page_head head = {};
-    if (!is_fixed_memory(memory.get(), info) ||
-        ::pread(memory.get(), &head, sizeof head, 0) != ssize_t{sizeof head} ||
+    if (!is_fixed_memory(memory, info) || ::pread(memory, &head, sizeof head, 0) != ssize_t{sizeof head} ||
         head.magic != k_mb_counters_magic) {
         return refuse(process_id, "what it has in place of counters is something else");
     }
@@ -103,10 +93,9 @@ found_page look_at(pid_t process_id, bool any_owner) {
                                       ", this program reads version " +
                                       std::to_string(k_mb_counters_version));
     }
-    void *const mapped =
-        info.st_size >= off_t{sizeof(mb_counters_page)}
-            ? ::mmap(nullptr, sizeof(mb_counters_page), PROT_READ, MAP_SHARED, memory.get(), 0)
-            : MAP_FAILED;
+    void *const mapped = info.st_size >= off_t{sizeof(mb_counters_page)}
+                             ? ::mmap(nullptr, sizeof(mb_counters_page), PROT_READ, MAP_SHARED, memory, 0)
+                             : MAP_FAILED;
     if (mapped == MAP_FAILED) {
         return refuse(process_id, "its counters cannot be mapped");
     }
@@ -117,31 +106,44 @@ void unmap(const mb_counters_page *page) {
     ::munmap(const_cast<mb_counters_page *>(page), sizeof(mb_counters_page));
 }
 
-std::string has_ended(int32_t process_id) {
-    return "modbusd, process " + std::to_string(process_id) +
-           ", has ended; only clients that it left are still served";
+/// Looks at the counters that a process has open, if `may_own` says so of who has made them: who holds them
+/// may be a program of root's that was started with them.
+template<typename MayOwn> found_page look_at(pid_t process_id, MayOwn may_own) {
+    const unique_fd memory = open_memory(process_id);
+    struct stat info = {};
+    if (!memory.valid() || ::fstat(memory.get(), &info) != 0) {
+        return {};
+    }
+    if (!may_own(info.st_uid)) {
+        return {nullptr, true, {}};
+    }
+    return map_page(process_id, memory.get(), info);
 }
 
 /// What a walk through all processes has found.
 struct search {
     std::vector<const mb_counters_page *> running;
-    std::vector<int32_t> makers; // of all pages, running or not
-    std::string error;           // of a page that was refused
+    int32_t ended = 0;  // a daemon of which children are left; or one that runs
+    pid_t stranger = 0; // who has counters of another owner
+    std::string error;  // of a page that was refused
 };
 
-void add(search &all, pid_t process_id) {
-    const found_page found = look_at(process_id, false);
-    if (found.refused) {
+void add(search &all, pid_t process_id, uid_t user) {
+    const found_page found = look_at(process_id, [=](uid_t owner) { return owner == 0 || owner == user; });
+    if (!found.error.empty()) {
         all.error = found.error;
+    }
+    if (found.is_strangers) {
+        all.stranger = process_id;
     }
     if (found.page == nullptr) {
         return;
     }
-    all.makers.push_back(found.page->process_id);
     if (found.page->process_id == process_id) {
         all.running.push_back(found.page);
     } else {
-        unmap(found.page); // a child's: the listening process has it too, or has ended
+        all.ended = found.page->process_id;
+        unmap(found.page);
     }
 }
 
@@ -153,31 +155,44 @@ std::string list_of(const std::vector<const mb_counters_page *> &pages) {
     return list;
 }
 
+/// Why no running daemon was found.
+std::string why_none(const search &all) {
+    if (!all.error.empty()) {
+        return all.error;
+    }
+    if (all.ended != 0) {
+        return "modbusd, " + name_of(all.ended) + ", has ended; only clients that it left are still served";
+    }
+    if (all.stranger != 0) {
+        return "no modbusd runs as root or this user, but " + name_of(all.stranger) +
+               " has counters: see --user and --pid";
+    }
+    return ::geteuid() == 0 ? "no modbusd runs" : "no modbusd runs that this user may look at";
+}
+
 } // namespace
 
 counters_page counters_page_of(pid_t process_id) {
-    const found_page found = look_at(process_id, true);
-    if (found.refused) {
+    const found_page found = look_at(process_id, [](uid_t /*owner*/) { return true; });
+    if (!found.error.empty()) {
         return {nullptr, found.error};
     }
     if (found.page == nullptr) {
-        return {nullptr,
-                "process " + std::to_string(process_id) + " is no modbusd, or not this user's to look at"};
+        return {nullptr, name_of(process_id) + " is no modbusd, or not this user's to look at"};
     }
     const int32_t maker = found.page->process_id;
     if (maker == process_id) {
         return {found.page, {}};
     }
     unmap(found.page);
-    return {nullptr,
-            "process " + std::to_string(process_id) + " serves a client of process " + std::to_string(maker)};
+    return {nullptr, name_of(process_id) + " serves a client of " + name_of(maker)};
 }
 
-counters_page counters_page_find() {
+counters_page counters_page_find(uid_t user) {
     search all;
     const folder_handle processes(::opendir("/proc"));
     each_number(processes.get(), [&](pid_t process_id) {
-        add(all, process_id);
+        add(all, process_id, user);
         return false;
     });
     if (all.running.size() == 1) {
@@ -186,11 +201,5 @@ counters_page counters_page_find() {
     if (!all.running.empty()) {
         return {nullptr, "several modbusd run: choose one with --pid: " + list_of(all.running)};
     }
-    if (!all.error.empty()) {
-        return {nullptr, all.error};
-    }
-    if (!all.makers.empty()) {
-        return {nullptr, has_ended(all.makers.front())};
-    }
-    return {nullptr, ::geteuid() == 0 ? "no modbusd runs" : "no modbusd runs that this user may look at"};
+    return {nullptr, why_none(all)};
 }

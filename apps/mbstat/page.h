@@ -14,8 +14,8 @@ struct counters_page {
     std::string error;
 };
 
-/// Those of the one daemon that runs. Only memory that root or the caller's own user has made is looked at.
-counters_page counters_page_find();
+/// Those of the one daemon that runs as root or as `user`: what others have made is not looked at.
+counters_page counters_page_find(uid_t user);
 
 /// Those of the daemon whose listening process has this number, whoever's it is.
 counters_page counters_page_of(pid_t process_id);

@@ -58,19 +58,19 @@ void await(const slave_process &daemon) {
 
 TEST(MbStat, FindsTheOneDaemonThatRuns) {
     with_own_processes({}, [] {
-        EXPECT_EQ("no modbusd runs", counters_page_find().error);
+        EXPECT_EQ("no modbusd runs", counters_page_find(0).error);
         const slave_process daemon = make_daemon();
         await(daemon);
-        const counters_page found = counters_page_find();
+        const counters_page found = counters_page_find(0);
         ASSERT_NE(nullptr, found.page) << found.error;
         EXPECT_EQ(daemon.pid(), found.page->process_id);
         {
             const slave_process second = make_daemon();
             await(second);
-            EXPECT_THAT(counters_page_find().error, HasSubstr("several modbusd run"));
+            EXPECT_THAT(counters_page_find(0).error, HasSubstr("several modbusd run"));
             EXPECT_NE(nullptr, counters_page_of(second.pid()).page);
         }
-        EXPECT_EQ(daemon.pid(), counters_page_find().page->process_id) << "alone again";
+        EXPECT_EQ(daemon.pid(), counters_page_find(0).page->process_id) << "alone again";
     });
 }
 
@@ -85,8 +85,8 @@ TEST(MbStat, ADaemonThatHasEndedIsNotShownThoughItsClientsAreServed) {
                   counters_page_of(child).error);
         ::kill(daemon.pid(), SIGKILL);
         const std::string name = "process " + std::to_string(daemon.pid());
-        EXPECT_TRUE(eventually([&] { return counters_page_find().page == nullptr; }));
-        EXPECT_THAT(counters_page_find().error, HasSubstr("modbusd, " + name + ", has ended"));
+        EXPECT_TRUE(eventually([&] { return counters_page_find(0).page == nullptr; }));
+        EXPECT_THAT(counters_page_find(0).error, HasSubstr("modbusd, " + name + ", has ended"));
         EXPECT_THAT(counters_page_of(daemon.pid()).error, HasSubstr(name + " is no modbusd"));
         EXPECT_EQ((octets{0x11}), client.exchange({0x11})) << "its child lives on";
     });
@@ -148,11 +148,11 @@ TEST(MbStat, WhatIsNoPageOfThisVersionIsSaidAndNotRead) {
         for (const auto &c : k_cases) {
             SCOPED_TRACE(c.why);
             const pid_t holder = bystander(true, c.make);
-            EXPECT_THAT(counters_page_find().error, HasSubstr(c.said));
+            EXPECT_THAT(counters_page_find(0).error, HasSubstr(c.said));
             EXPECT_THAT(counters_page_of(holder).error, HasSubstr(c.said));
             const slave_process daemon = make_daemon();
             await(daemon);
-            const counters_page found = counters_page_find();
+            const counters_page found = counters_page_find(0);
             EXPECT_TRUE(found.page != nullptr && found.page->process_id == daemon.pid()) << found.error;
             end(holder);
         }
@@ -166,11 +166,15 @@ TEST(MbStat, WhatAnotherUserHasMadeFoolsNobody) {
             fill_head(page);
             make_memory(page);
         });
-        EXPECT_EQ("no modbusd runs", counters_page_find().error);
+        EXPECT_EQ("no modbusd runs as root or this user, but process " + std::to_string(holder) +
+                      " has counters: see --user and --pid",
+                  counters_page_find(0).error);
         EXPECT_NE(nullptr, counters_page_of(holder).page) << "but who is named is looked at";
+        EXPECT_NE(nullptr, counters_page_find(k_nobody).page);
+        EXPECT_EQ(nullptr, counters_page_find(k_nobody - 1).page);
         const slave_process daemon = make_daemon();
         await(daemon);
-        const counters_page found = counters_page_find();
+        const counters_page found = counters_page_find(0);
         ASSERT_NE(nullptr, found.page) << found.error;
         EXPECT_EQ(daemon.pid(), found.page->process_id);
         end(holder);

@@ -115,6 +115,8 @@ TEST(MbStatPrograms, FailWithOneLineAndAStatus) {
     } k_cases[] = {
         {{}, 1, "mbstat: no modbusd runs\n"},
         {{"--pid", "1"}, 1, "mbstat: process 1 is no modbusd, or not this user's to look at\n"},
+        {{"--user", "root"}, 1, "mbstat: no modbusd runs\n"},
+        {{"--user", "no-one-here"}, 2, "mbstat: no such user: no-one-here\n"},
         {{"--pid", "0"}, 2, "mbstat: not a process number: 0\n"},
         {{"--pid", "99999999999"}, 2, "mbstat: not a process number: 99999999999\n"},
         {{"--json", "--prometheus"}, 2, "mbstat: one of: --json, --prometheus\n"},
