@@ -1,6 +1,7 @@
 #include "modbus/mb.h"
 
 #include "lib/base/result.h"
+#include "modbus/mbcounters.h"
 #include "modbus/mbevent.h"
 #include "modbus/mbframe.h"
 #include "modbus/mbfunc.h"
@@ -49,6 +50,7 @@ std::array<function_slot, 16> s_functions = {{
 
 void receive_frame() {
     if (s_frame_layer->receive(&s_received_address, &s_pdu, &s_pdu_length) != k_mb_ok) {
+        mb_count_foreign();
         return; // dropped: no reply is sent
     }
     if (s_received_address == s_own_address || s_received_address == k_broadcast_address) {
@@ -70,6 +72,7 @@ mb_exception run_handler() {
 
 void execute_request() {
     s_function_code = s_pdu[0];
+    mb_count_request(s_function_code);
     s_exception = run_handler();
     if (s_received_address == k_broadcast_address) {
         return;
@@ -78,6 +81,7 @@ void execute_request() {
         s_pdu[0] = s_function_code | k_exception_flag;
         s_pdu[1] = static_cast<uint8_t>(s_exception);
         s_pdu_length = 2;
+        mb_count_exception(s_exception);
     }
     // The transport has done what can be done about a reply that could not be sent.
     ignore_result(s_frame_layer->send(s_own_address, s_pdu, s_pdu_length));

@@ -1,6 +1,8 @@
 #include "modbus/mbregs.h"
 
 #include "lib/base/bytes.h"
+#include "lib/base/monotonic.h"
+#include "modbus/mbcounters.h"
 #include "modbus/mbmap.h"
 #include "modbus/mbregs_fill.h"
 
@@ -24,30 +26,25 @@ void begin_walk(mb_walk &walk, const mb_block &block, uint16_t number) {
     }
 }
 
-} // namespace
-
-mb_error mb_reg_input(std::span<uint8_t> buffer, uint16_t number, uint16_t count) {
-    const mb_block *block = mb_map_block_of(number);
-    if (block == nullptr || count == 0) {
-        return k_mb_no_register;
-    }
+/// Fills registers of a block, and of what lies behind it, from `number` on.
+void fill_registers(const mb_block &block, std::span<uint8_t> buffer, uint16_t number, uint16_t count) {
     mb_walk walk;
-    begin_walk(walk, *block, number);
+    begin_walk(walk, block, number);
     while (count != 0) {
-        if (block->id == mb_block_id::identity) {
+        if (block.id == mb_block_id::identity) {
             mb_identity_refresh(walk);
         }
-        const mb_place place = mb_map_find(*block, number);
+        const mb_place place = mb_map_find(block, number);
         const uint16_t step = mb_map_step(place, count);
         if (step * size_t{2} > buffer.size()) {
             break;
         }
         const std::span<uint8_t> out = buffer.first(step * size_t{2});
         if (place.item != nullptr) {
-            k_fills[static_cast<size_t>(block->id)](walk, place, out);
+            k_fills[static_cast<size_t>(block.id)](walk, place, out);
         } else {
             std::fill(out.begin(), out.end(), uint8_t{0});
-            if (block->gap == mb_gap::stop) {
+            if (block.gap == mb_gap::stop) {
                 break;
             }
         }
@@ -58,6 +55,18 @@ mb_error mb_reg_input(std::span<uint8_t> buffer, uint16_t number, uint16_t count
         // are part of the timing that masters see.
         count = static_cast<uint16_t>(count - step);
     }
+}
+
+} // namespace
+
+mb_error mb_reg_input(std::span<uint8_t> buffer, uint16_t number, uint16_t count) {
+    const mb_block *block = mb_map_block_of(number);
+    if (block == nullptr || count == 0) {
+        return k_mb_no_register;
+    }
+    const int64_t began_us = monotonic_us();
+    fill_registers(*block, buffer, number, count);
+    mb_count_read(monotonic_us() - began_us);
     return k_mb_ok;
 }
 

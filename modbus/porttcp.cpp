@@ -4,8 +4,10 @@
 #include "lib/base/invariant.h"
 #include "lib/base/result.h"
 #include "lib/base/retry.h"
+#include "modbus/client_accounts.h"
 #include "modbus/client_table.h"
 #include "modbus/fdset.h"
+#include "modbus/mbcounters.h"
 #include "modbus/mbevent.h"
 
 #include <algorithm>
@@ -62,13 +64,20 @@ void close_client() {
     s_client_socket = -1;
 }
 
-[[noreturn]] void end_child() { std::exit(0); } // which closes the connection
+/// Ends the process, and with it the connection.
+[[noreturn]] void end_child(mb_end how) {
+    mb_count_end(how);
+    std::exit(0);
+}
 
 /// The size that the header at the front of the input announces.
 uint16_t announced_size() {
     const int32_t end = get_be16(&s_input[k_mbap_at_length]) + int32_t{k_mbap_length_end};
     if (end > static_cast<int32_t>(s_buffer.size())) {
-        end_child();
+        end_child(mb_end::bad_frame);
+    }
+    if (end < int32_t{k_mbap_size}) {
+        mb_count_end(mb_end::bad_frame);
     }
     INVARIANT_AT(end >= int32_t{k_mbap_size}, "usTCPBufPos <= (6 + usLength)", "porttcp", 501,
                  "child_process");
@@ -98,7 +107,7 @@ void receive_input() {
     const ssize_t got = retry_interrupted(
         [] { return ::recv(s_client_socket, &s_input[s_input_held], s_input.size() - s_input_held, 0); });
     if (got <= 0) {
-        end_child();
+        end_child(got < 0 && errno == EAGAIN ? mb_end::silence : mb_end::peer);
     }
     s_input_held = static_cast<uint16_t>(s_input_held + got);
 }
@@ -143,10 +152,12 @@ bool wait_for_room(int64_t &deadline_ms) {
 
 void reap_children() {
     while (s_client_count > 0) {
-        const pid_t pid = retry_interrupted([] { return ::waitpid(-1, nullptr, WNOHANG); });
+        int status = 0;
+        const pid_t pid = retry_interrupted([&] { return ::waitpid(-1, &status, WNOHANG); });
         if (pid <= 0) {
             break; // none has ended, or (ECHILD) there is none
         }
+        client_account_close(pid, status);
         const int32_t socket = client_table_op(pid, -1, k_client_find);
         if (socket == -3) {
             continue;
@@ -174,6 +185,7 @@ void refuse_client() {
     if (tcp_port_accept()) {
         close_client();
         s_client_count--;
+        shared_count_add(mb_counters().refused);
     }
 }
 
@@ -184,14 +196,17 @@ bool serve_client() {
                       // never raised
     }
     std::fflush(stdout); // or the child prints it again when it exits
+    const int32_t account = client_account_open(s_client_socket);
     s_fork_result = ::fork();
     if (is_child()) {
+        mb_counters_enter(account);
         ::close(s_listen_socket);
         fdset_remove(s_watched, s_listen_socket);
         limit_silence(s_client_socket);
         return true;
     }
     client_table_op(s_fork_result, s_client_socket, k_client_add);
+    client_account_name(account, s_fork_result);
     close_client();
     return false;
 }
@@ -338,7 +353,7 @@ bool tcp_port_send_response(const uint8_t *data, uint16_t length) {
             failed = true;
         } else if (errno == EAGAIN) {
             if (!wait_for_room(deadline_ms)) {
-                end_child();
+                end_child(mb_end::silence);
             }
         } else if (budget > 0) {
             budget -= static_cast<int32_t>(k_send_retry_us);

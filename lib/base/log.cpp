@@ -45,6 +45,11 @@ struct log_queue {
     uint32_t lines;
 };
 
+// As openlog() takes them; chosen before there are threads.
+const char *s_ident = k_ipc_log_ident;
+int s_options = LOG_PID | LOG_CONS | LOG_NDELAY;
+int s_facility = LOG_SYSLOG;
+
 log_queue s_queue = {};
 uint32_t s_left_out = 0;   // lines that the log has not been told of
 int64_t s_left_out_ns = 0; // when the first of them was left out
@@ -149,7 +154,7 @@ void *write_lines(void * /*argument*/) {
     for (;;) {
         take_line(&line, text);
         await_turn();
-        openlog(k_ipc_log_ident, LOG_PID | LOG_CONS | LOG_NDELAY, LOG_SYSLOG);
+        openlog(s_ident, s_options, s_facility);
         syslog(line.priority, "%s", text);
         closelog();
         s_written++;
@@ -231,6 +236,12 @@ bool ipc_log_flush(int32_t milliseconds) {
     }
     errno = saved_errno;
     return written;
+}
+
+void ipc_log_open_as(const char *ident, int options, int facility) {
+    s_ident = ident;
+    s_options = options;
+    s_facility = facility;
 }
 
 void ipc_log_for_clients() { t_for_clients = true; }

@@ -3,16 +3,21 @@
 #include <cstddef>
 #include <cstdint>
 
-// Lines for the system log, under the ident "zop_serv" and the facility of the log daemon itself. A call puts
-// one finished text into a queue and returns: a log service that is slow, or stopped, holds up nobody but the
-// log's own thread. That opens the log for each line, writes it and closes the log again, in the order of the
-// calls: up to 50 lines at once, and no more than 500 in any second. What finds the queue full is left out,
-// and the log is told how many lines that were. A line is cut behind k_ipc_log_line - 1 characters. errno is
-// left as it was. Not for signal handlers. A forked child writes its own lines only, its parent's are the
-// parent's; one forked while a line of its parent is being written may lose its own.
+// Lines for the system log, under the ident "zop_serv" and the facility of the log daemon itself unless the
+// program chooses otherwise. A call puts one finished text into a queue and returns: a log service that is
+// slow, or stopped, holds up nobody but the log's own thread, which begins with the first line. That opens
+// the log for each line, writes it and closes the log again, in the order of the calls: up to 50 lines at
+// once, and no more than 500 in any second. What finds the queue full is left out, and the log is told how
+// many lines that were. A line is cut behind k_ipc_log_line - 1 characters. errno is left as it was. Not for
+// signal handlers. A forked child writes its own lines only, its parent's are the parent's; one forked while
+// a line of its parent is being written may lose its own.
 
-/// What every line is logged under.
+/// What lines are logged under where the program has not chosen.
 constexpr const char *k_ipc_log_ident = "zop_serv";
+
+/// Chooses what the lines are logged under, as openlog() takes it; `ident` must last. For the start of a
+/// program, before its first line and its threads.
+void ipc_log_open_as(const char *ident, int options, int facility);
 
 /// Room for one line, its NUL included.
 constexpr size_t k_ipc_log_line = 2048;

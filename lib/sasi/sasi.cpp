@@ -14,6 +14,8 @@ constexpr uint16_t k_device_type_code = 0xD8ED;
 
 int32_t s_handle = -1; // -1: the device is not open
 bool s_answered = false;
+sasi_tally s_nobodys_tally = {};
+sasi_tally *s_tally = &s_nobodys_tally;
 
 uint8_t *at(sasi_block &block, size_t place) {
     return block.payload + (place - offsetof(sasi_block, payload));
@@ -54,14 +56,17 @@ int32_t sasiClose() {
 bool sasi_is_open() { return s_handle >= 0; }
 
 int32_t sasiRequest(uint32_t request, sasi_block *block) {
-    s_answered = false;
-    if (s_handle < 0 || block == nullptr) {
-        return -1;
-    }
-    const int32_t result = ::ioctl(s_handle, request, block);
+    const bool can_ask = s_handle >= 0 && block != nullptr;
+    shared_count_add(s_tally->requests);
+    const int32_t result = can_ask ? ::ioctl(s_handle, request, block) : -1;
     s_answered = result >= 0;
+    if (!s_answered || block->return_code != 0) {
+        shared_count_add(s_tally->failures);
+    }
     return result;
 }
+
+void sasi_count_in(sasi_tally *tally) { s_tally = tally != nullptr ? tally : &s_nobodys_tally; }
 
 bool sasi_answered() { return s_answered; }
 

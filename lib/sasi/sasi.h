@@ -1,5 +1,6 @@
 #pragma once
 
+#include "lib/base/shared_count.h"
 #include "lib/sasi/sasi_layout.h"
 
 #include <span>
@@ -25,6 +26,17 @@ int32_t sasiRequest(uint32_t request, sasi_block *block);
 /// Whether the last request was made and its control call succeeded: what an accessor has given is then of
 /// this request, if its return code says so, and not of one before it.
 bool sasi_answered();
+
+/// How many requests were asked for, and how many of them had no call that succeeded, or a return code other
+/// than 0.
+struct sasi_tally {
+    shared_count requests;
+    shared_count failures;
+};
+
+/// Counts the requests of this process from now on in `tally`, which stays the caller's and must last; null:
+/// counts for nobody, as at first.
+void sasi_count_in(sasi_tally *tally);
 
 // Every accessor below makes one request with a block of its own, each counter too, and returns the return
 // code that the block then holds: 0 for success, and when the call itself failed that of the call before. The

@@ -1,5 +1,6 @@
 #include "lib/base/result.h"
 #include "modbus/mb.h"
+#include "modbus/mbcounters.h"
 #include "modbus/porttcp.h"
 #include "tests/support/eventually.h"
 #include "tests/support/modbus_client.h"
@@ -151,13 +152,10 @@ int __wrap_usleep(useconds_t us) {
 
 pid_t __real_waitpid(pid_t pid, int *status, int options);
 pid_t __wrap_waitpid(pid_t pid, int *status, int options) {
-    int own_status = 0;
-    const pid_t result = __real_waitpid(pid, &own_status, options);
-    if (status != nullptr) {
-        *status = own_status;
-    } else if (result > 0) {
-        shared().exits_0 += WIFEXITED(own_status) && WEXITSTATUS(own_status) == 0 ? 1 : 0;
-        shared().aborts += WIFSIGNALED(own_status) && WTERMSIG(own_status) == SIGABRT ? 1 : 0;
+    const pid_t result = __real_waitpid(pid, status, options);
+    if (pid == -1 && result > 0) { // the listener's, not the test's
+        shared().exits_0 += WIFEXITED(*status) && WEXITSTATUS(*status) == 0 ? 1 : 0;
+        shared().aborts += WIFSIGNALED(*status) && WTERMSIG(*status) == SIGABRT ? 1 : 0;
         shared().ends++;
     }
     return result;
@@ -172,11 +170,25 @@ const octets k_zero = {0x03, 0x02, 0x00, 0x00};
 
 class Transport : public testing::Test {
 protected:
-    Transport() { ::new (&shared()) observed(); }
+    Transport() {
+        ::new (&shared()) observed();
+        EXPECT_TRUE(mb_counters_share());
+    }
     /// Whether `count` children have ended with exit(0) and none otherwise.
     static bool ended_cleanly(int count) {
         return eventually([&] { return shared().ends >= count; }) && shared().ends == count &&
                shared().exits_0 == count;
+    }
+    /// Whether the connections that have ended are `count`, and all have ended like that.
+    static bool counted_ends(mb_end how, uint64_t count) {
+        const auto ended = [](mb_end by) {
+            return shared_count_get(mb_counters().ended[static_cast<size_t>(by)]);
+        };
+        uint64_t all = 0;
+        for (uint32_t i = 0; i < static_cast<uint32_t>(mb_end::count); i++) {
+            all += ended(static_cast<mb_end>(i));
+        }
+        return all == count && ended(how) == count;
     }
 };
 
@@ -284,6 +296,7 @@ TEST_F(Transport, TheLongestAduIsServedAndALongerOneEndsTheConnection) {
         EXPECT_TRUE(other.is_closed_by_peer()) << length;
     }
     EXPECT_TRUE(ended_cleanly(2));
+    EXPECT_TRUE(eventually([] { return counted_ends(mb_end::bad_frame, 2); }));
 }
 
 TEST_F(Transport, LengthZeroAbortsThatChildAlone) {
@@ -296,6 +309,7 @@ TEST_F(Transport, LengthZeroAbortsThatChildAlone) {
     EXPECT_EQ("porttcp:501: child_process: Assertion `usTCPBufPos <= (6 + usLength)' failed.",
               slave.read_error_line());
     EXPECT_TRUE(eventually([] { return shared().aborts == 1; }));
+    EXPECT_TRUE(eventually([] { return counted_ends(mb_end::bad_frame, 1); })) << "the client's fault";
     EXPECT_EQ(k_zero, bystander.exchange(k_read_2000));
 }
 
@@ -327,6 +341,10 @@ TEST_F(Transport, TenClientsAreServedTheEleventhIsClosedUntilOneLeaves) {
     EXPECT_EQ(k_zero, clients.front()->exchange(k_read_2000));
     clients.pop_back();
     EXPECT_TRUE(ended_cleanly(1)); // reaped without a new client coming
+    EXPECT_TRUE(eventually([] { return counted_ends(mb_end::peer, 1); }));
+    EXPECT_EQ(3U, shared_count_get(mb_counters().refused));
+    EXPECT_EQ(10U, shared_count_get(mb_counters().accepted));
+    EXPECT_EQ(9U, shared_count_get(mb_counters().open));
     modbus_client next(slave.port());
     EXPECT_EQ(k_zero, next.exchange(k_read_2000));
 }
@@ -359,6 +377,7 @@ TEST_F(Transport, SilenceEndsAChild) {
     EXPECT_TRUE(stops.is_closed_by_peer());
     EXPECT_TRUE(idle.is_closed_by_peer());
     EXPECT_TRUE(ended_cleanly(3));
+    EXPECT_TRUE(eventually([] { return counted_ends(mb_end::silence, 3); }));
     EXPECT_EQ(300, shared().receive_limit_s);
     EXPECT_EQ(5, shared().listener_wait_s) << "in which it reaps";
     EXPECT_EQ(3, shared().undelayed);
