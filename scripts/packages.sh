@@ -32,5 +32,4 @@ system_packages=(kmod iproute2 iputils-ping mbpoll python3)
 arm_packages=(g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio kmod)
 
 # Debian's packages for the board, which scripts/armhf-root unpacks: what its programs are linked with beside the C library.
-armhf_packages=(libcrypt-dev libcrypt1 libedit-dev libedit2 libbsd-dev libbsd0 libmd-dev libmd0 libncurses-dev libtinfo6
-    libfuse3-dev libfuse3-3 libmnl-dev libmnl0)
+armhf_packages=(libcrypt-dev libcrypt1 libfuse3-dev libfuse3-3 libmnl-dev libmnl0)
