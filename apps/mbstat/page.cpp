@@ -38,8 +38,9 @@ bool is_named_so(int folder, const char *descriptor) {
     return size > 0 && std::string_view(target.data(), static_cast<size_t>(size)) == name;
 }
 
-/// Opens the counters among the descriptors of a process; a descriptor that is not valid when there are none.
-unique_fd open_memory(pid_t process_id) {
+/// Finds the counters among the descriptors of a process; a descriptor that is not valid when there are none.
+/// It only names what was found: a process can call anything so, and opening a device may have effects.
+unique_fd find_memory(pid_t process_id) {
     const std::string path = "/proc/" + std::to_string(process_id) + "/fd";
     const folder_handle folder(::opendir(path.c_str()));
     unique_fd memory;
@@ -47,17 +48,23 @@ unique_fd open_memory(pid_t process_id) {
         const std::string descriptor = std::to_string(number);
         const int at = ::dirfd(folder.get());
         if (is_named_so(at, descriptor.c_str())) {
-            memory.reset(::openat(at, descriptor.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+            memory.reset(::openat(at, descriptor.c_str(), O_PATH | O_CLOEXEC));
         }
         return memory.valid();
     });
     return memory;
 }
 
+/// Opens for reading what find_memory has found, a plain file.
+unique_fd open_to_read(int memory) {
+    const std::string path = "/proc/self/fd/" + std::to_string(memory);
+    return unique_fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+}
+
 /// Whether it is memory that nobody can take away while it is read: any file can be called like it.
-bool is_fixed_memory(int memory, const struct stat &info) {
+bool is_fixed_memory(int memory) {
     const int seals = ::fcntl(memory, F_GET_SEALS);
-    return S_ISREG(info.st_mode) && seals >= 0 && (seals & F_SEAL_SHRINK) != 0;
+    return seals >= 0 && (seals & F_SEAL_SHRINK) != 0;
 }
 
 /// What a process has of counters.
@@ -84,7 +91,7 @@ static_assert(offsetof(mb_counters_page, size) == offsetof(page_head, size));
 /// Maps the memory when it holds a page of this version.
 found_page map_page(pid_t process_id, int memory, const struct stat &info) {
     page_head head = {};
-    if (!is_fixed_memory(memory, info) || ::pread(memory, &head, sizeof head, 0) != ssize_t{sizeof head} ||
+    if (!is_fixed_memory(memory) || ::pread(memory, &head, sizeof head, 0) != ssize_t{sizeof head} ||
         head.magic != k_mb_counters_magic) {
         return refuse(process_id, "what it has in place of counters is something else");
     }
@@ -109,15 +116,16 @@ void unmap(const mb_counters_page *page) {
 /// Looks at the counters that a process has open, if `may_own` says so of who has made them: who holds them
 /// may be a program of root's that was started with them.
 template<typename MayOwn> found_page look_at(pid_t process_id, MayOwn may_own) {
-    const unique_fd memory = open_memory(process_id);
+    const unique_fd found = find_memory(process_id);
     struct stat info = {};
-    if (!memory.valid() || ::fstat(memory.get(), &info) != 0) {
+    if (!found.valid() || ::fstat(found.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
         return {};
     }
     if (!may_own(info.st_uid)) {
         return {nullptr, true, {}};
     }
-    return map_page(process_id, memory.get(), info);
+    const unique_fd memory = open_to_read(found.get());
+    return memory.valid() ? map_page(process_id, memory.get(), info) : found_page{};
 }
 
 /// What a walk through all processes has found.
