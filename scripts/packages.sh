@@ -29,7 +29,7 @@ system_packages=(kmod iproute2 iputils-ping mbpoll python3)
 [ "$(dpkg --print-architecture)" != amd64 ] || system_packages+=(user-mode-linux)
 
 # What the board's build, its tests and tests/arm_machine take besides.
-arm_packages=(g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio kmod)
+arm_packages=(g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio kmod python3)
 
 # Debian's packages for the board, which scripts/armhf-root unpacks: what its programs are linked with beside the C library.
 armhf_packages=(libcrypt-dev libcrypt1 libfuse3-dev libfuse3-3 libmnl-dev libmnl0)
