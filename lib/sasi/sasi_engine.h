@@ -195,6 +195,35 @@ template<sasi_source Source> int32_t answer_ip(const Source &source, sasi_ip_wor
     return code;
 }
 
+/// Answers what a row asks. Returns the block's return code.
+template<sasi_source Source>
+int32_t answer_row(const Source &source, const sasi_request_row &row, sasi_block &block) {
+    using enum sasi_question;
+    switch (row.question) {
+    case counter:
+        return answer_counter(source, row.which, block);
+    case ring:
+        return answer_ring(source, block);
+    case alarms:
+        return answer_alarms(source, block);
+    case port_state:
+        return answer_port_state(source, block);
+    case port_media:
+        return answer_port_media(source, block);
+    case bridge:
+        return answer_bridge(source, block);
+    case mst_instance:
+        return answer_mst_instance(source, block);
+    case mst_ports:
+        return answer_mst_ports(source, block);
+    case redundant_ring:
+        return answer_redundant(source, block);
+    case ip_word:
+        return answer_ip(source, static_cast<sasi_ip_word>(row.which), block);
+    }
+    return k_sasi_unknown_request;
+}
+
 } // namespace sasi_engine
 
 /// The kind of the request that a block makes by the control call `number`: k_sasi_request_kinds when there
@@ -207,42 +236,7 @@ inline size_t sasi_kind_of(uint32_t number, const sasi_block &block) {
 /// request's results, which lie within the bytes that its row tells; all else in the block stays as it was.
 /// Makes no call but the source's.
 template<sasi_source Source> void sasi_answer(const Source &source, size_t kind, sasi_block &block) {
-    using enum sasi_question;
-    if (kind >= k_sasi_request_kinds) {
-        block.return_code = k_sasi_unknown_request;
-        return;
-    }
-    const sasi_request_row &row = k_sasi_requests[kind];
-    switch (row.question) {
-    case counter:
-        block.return_code = sasi_engine::answer_counter(source, row.which, block);
-        break;
-    case ring:
-        block.return_code = sasi_engine::answer_ring(source, block);
-        break;
-    case alarms:
-        block.return_code = sasi_engine::answer_alarms(source, block);
-        break;
-    case port_state:
-        block.return_code = sasi_engine::answer_port_state(source, block);
-        break;
-    case port_media:
-        block.return_code = sasi_engine::answer_port_media(source, block);
-        break;
-    case bridge:
-        block.return_code = sasi_engine::answer_bridge(source, block);
-        break;
-    case mst_instance:
-        block.return_code = sasi_engine::answer_mst_instance(source, block);
-        break;
-    case mst_ports:
-        block.return_code = sasi_engine::answer_mst_ports(source, block);
-        break;
-    case redundant_ring:
-        block.return_code = sasi_engine::answer_redundant(source, block);
-        break;
-    case ip_word:
-        block.return_code = sasi_engine::answer_ip(source, static_cast<sasi_ip_word>(row.which), block);
-        break;
-    }
+    block.return_code = kind < k_sasi_request_kinds
+                            ? sasi_engine::answer_row(source, k_sasi_requests[kind], block)
+                            : k_sasi_unknown_request;
 }
