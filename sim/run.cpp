@@ -1,5 +1,6 @@
 #include "sim/run.h"
 
+#include "lib/base/folder_handle.h"
 #include "lib/base/result.h"
 #include "lib/base/unique_fd.h"
 #include "sim/paths.h"
@@ -11,7 +12,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <fstream>
 #include <sys/prctl.h>
@@ -161,19 +161,16 @@ struct family {
 /// Signals what is left of the program; false when there is none. A child that has ended and is not reaped
 /// yet counts: its own children, which come to this process, may have been passed in the listing already.
 bool signal_leftovers(const family &run, int signal) {
-    DIR *processes = ::opendir("/proc");
+    const folder_handle processes(::opendir("/proc"));
     const std::string variable = std::string(k_mark_name) + "=" + run.mark;
     bool found = false;
-    while (const dirent *entry = processes != nullptr ? ::readdir(processes) : nullptr) {
+    while (const dirent *entry = processes != nullptr ? ::readdir(processes.get()) : nullptr) {
         const auto pid = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
         if (pid > 1 && pid != run.time_service &&
             (parent_of(entry->d_name) == run.self || carries(entry->d_name, variable))) {
             found = true;
             ignore_result(::kill(pid, signal));
         }
-    }
-    if (processes != nullptr) {
-        ::closedir(processes);
     }
     return found;
 }

@@ -1,12 +1,11 @@
 #include "apps/mbstat/page.h"
 
+#include "lib/base/folder_handle.h"
 #include "lib/base/parse_number.h"
 #include "lib/base/unique_fd.h"
 
 #include <array>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -14,11 +13,6 @@
 #include <vector>
 
 namespace {
-
-struct close_folder {
-    void operator()(DIR *folder) const { ::closedir(folder); }
-};
-using folder_handle = std::unique_ptr<DIR, close_folder>;
 
 /// Calls `take` with the number that each entry's name is, until it returns true.
 template<typename Take> void each_number(DIR *folder, Take take) {

@@ -1,5 +1,6 @@
 #include "lib/base/plain_file.h"
 
+#include "lib/base/folder_handle.h"
 #include "lib/base/io.h"
 #include "lib/base/result.h"
 
@@ -7,9 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <string>
 #include <sys/stat.h>
 
@@ -32,10 +31,6 @@ std::string folder_of(const char *path) {
 unique_fd open_folder(const char *path) {
     return unique_fd(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
-
-struct close_folder {
-    void operator()(DIR *folder) const { ::closedir(folder); }
-};
 
 /// Whether `name` is the file's, with what an unfinished one has more.
 bool is_unfinished(std::string_view name, std::string_view file) {
@@ -79,7 +74,7 @@ bool plain_file_replace(const char *path, std::string_view text, mode_t mode) {
 }
 
 void plain_file_remove_unfinished(const char *path) {
-    const std::unique_ptr<DIR, close_folder> folder(::opendir(folder_of(path).c_str()));
+    const folder_handle folder(::opendir(folder_of(path).c_str()));
     const char *const slash = std::strrchr(path, '/');
     const std::string_view file = slash == nullptr ? path : slash + 1;
     while (const dirent *const entry = folder != nullptr ? ::readdir(folder.get()) : nullptr) {

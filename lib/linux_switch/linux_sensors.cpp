@@ -1,21 +1,16 @@
 #include "lib/linux_switch/linux_sensors.h"
 
+#include "lib/base/folder_handle.h"
 #include "lib/base/parse_number.h"
 #include "lib/base/retry.h"
 #include "lib/base/unique_fd.h"
 
 #include <array>
 #include <climits>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <unistd.h>
 
 namespace {
-
-struct folder_closer {
-    void operator()(DIR *folder) const { ::closedir(folder); }
-};
 
 /// The first line of a file, which is short; nothing when there is none.
 std::optional<std::string> read_line(const std::string &path) {
@@ -52,7 +47,7 @@ std::string device_of(const std::string &chip) {
 
 /// The folder of a sensor's chip, whose number changes from start to start; empty when there is none.
 std::string chip_folder(const linux_sensor &sensor, const std::string &chips) {
-    const std::unique_ptr<DIR, folder_closer> folder(::opendir(chips.c_str()));
+    const folder_handle folder(::opendir(chips.c_str()));
     while (const dirent *const entry = folder == nullptr ? nullptr : ::readdir(folder.get())) {
         std::string path = chips + "/" + static_cast<const char *>(entry->d_name);
         if (read_line(path + "/name") == sensor.chip &&

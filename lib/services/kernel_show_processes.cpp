@@ -1,5 +1,6 @@
 // The programs that run, and the memory there is.
 
+#include "lib/base/folder_handle.h"
 #include "lib/base/parse_number.h"
 #include "lib/base/take_piece.h"
 #include "lib/services/kernel_shows.h"
@@ -7,8 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <dirent.h>
-#include <memory>
 #include <optional>
 #include <unistd.h>
 #include <vector>
@@ -26,10 +25,6 @@ struct process {
     int64_t threads;
     int64_t seconds; // of the processor
     int64_t memory_kib;
-};
-
-struct close_folder {
-    void operator()(DIR *folder) const { ::closedir(folder); }
 };
 
 /// "12 (name) S ...": the name may hold blanks and brackets of its own. Nothing for a thread of the kernel.
@@ -63,7 +58,7 @@ std::optional<process> read_process(int64_t id) {
 
 std::vector<process> all_processes() {
     std::vector<process> found;
-    const std::unique_ptr<DIR, close_folder> folder(::opendir("/proc"));
+    const folder_handle folder(::opendir("/proc"));
     while (const dirent *const entry = folder != nullptr ? ::readdir(folder.get()) : nullptr) {
         int64_t id = 0;
         if (!parse_number(entry->d_name, &id) || found.size() >= k_processes_max) {
