@@ -15,6 +15,7 @@
 #include <cuse_lowlevel.h>
 #include <iterator>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -133,8 +134,9 @@ void take_signals() {
 
 void sasid_serve(const sasid_device &device) {
     s_device = &device;
-    if (::access(("/dev/" + device.name).c_str(), F_OK) ==
-        0) { // the kernel would make a device without a node
+    struct stat taken {};
+    // The kernel would make a device without a node; a link that leads nowhere takes the name, too.
+    if (::lstat(("/dev/" + device.name).c_str(), &taken) == 0) {
         give_up("there is a /dev/" + device.name + " already");
     }
     const std::string name = "DEVNAME=" + device.name;
